@@ -1,0 +1,24 @@
+# One interface target carries the language level, the platform macros, the warnings and the hardening of every target.
+add_library(hotkey_options INTERFACE)
+target_include_directories(hotkey_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_features(hotkey_options INTERFACE cxx_std_20)
+target_compile_definitions(hotkey_options INTERFACE
+    UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 WINVER=0x0A00)
+
+if(MSVC)
+    target_compile_options(hotkey_options INTERFACE
+        $<$<COMPILE_LANGUAGE:CXX>:/W4;/permissive-;/utf-8;/guard:cf;$<$<BOOL:${HOTKEY_WERROR}>:/WX>>)
+    target_link_options(hotkey_options INTERFACE /guard:cf /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
+else()
+    target_compile_options(hotkey_options INTERFACE
+        -municode -fstack-protector-strong
+        # Absolute paths of the build machine have no place in the program.
+        -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+        $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wconversion;-Wshadow;$<$<BOOL:${HOTKEY_WERROR}>:-Werror>>)
+    target_link_options(hotkey_options INTERFACE
+        -municode -static -Wl,--gc-sections -Wl,--no-insert-timestamp)
+endif()
+
+# Third-party code (GoogleTest and the like) and generated stubs keep their own warnings to themselves.
+add_library(hotkey_quiet INTERFACE)
+target_compile_options(hotkey_quiet INTERFACE $<IF:$<BOOL:${MSVC}>,/w,-w>)

@@ -1,0 +1,85 @@
+// A log record and the base of everything that records are written to.
+// Derived listeners: CqlLogListenerFile, CqlLogListenerEvent, CqlLogListenerConsole, CqlLogListenerDebug.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace Quil::Shared
+{
+
+class CqlLogListener
+{
+public:
+    // Bits of the LoggingType mask, and what Type answers.
+    enum TypeCode : DWORD
+    {
+        EventLog = 1,
+        Debugger = 2,
+        FileQueued = 4,
+        FileDirect = 8,
+        Console = 16
+    };
+
+    // One record; time and thread are taken when it is built. Copies carry the cached texts with them.
+    class LogData
+    {
+    public:
+        LogData(int level, const char* functionName, std::wstring message);
+        LogData(const LogData& other) = default;
+        virtual ~LogData() = default;
+        LogData& operator=(const LogData&) = delete;
+
+        const std::string& FunctionName() const noexcept
+        {
+            return m_strFunctionName;
+        }
+        const std::wstring& Message() const noexcept
+        {
+            return m_strMessage;
+        }
+        int Level() const noexcept
+        {
+            return m_nLevel;
+        }
+        // The line without its end, made on the first call and kept.
+        const std::wstring& Line() const;
+
+    private:
+        std::string m_strFunctionName;
+        std::wstring m_strMessage;
+        int m_nLevel;
+        SYSTEMTIME m_timeStamp{};
+        DWORD m_dwThreadId;
+        mutable std::wstring m_strLevelName;
+        mutable std::wstring m_strLine;
+    };
+
+    // minimumName: the registry value that holds the minimum level, null or empty for "MinLogLevel".
+    // productName: the policy product, null for the program's own. ignoreRegistry: keep the given levels.
+    CqlLogListener(int minimumLevel, const wchar_t* productName, const wchar_t* minimumName, bool ignoreRegistry);
+    virtual ~CqlLogListener() = default;
+    CqlLogListener(const CqlLogListener&) = delete;
+    CqlLogListener& operator=(const CqlLogListener&) = delete;
+
+    // Called on any thread, only for records inside the listener's levels. Reports no errors.
+    virtual void Write(const LogData& record) = 0;
+    virtual DWORD Type() const = 0;
+
+    int MinimumLevel() const noexcept
+    {
+        return m_nMinimumLevel;
+    }
+    int MaximumLevel() const noexcept
+    {
+        return m_nMaximumLevel;
+    }
+
+protected:
+    int m_nMinimumLevel;
+    int m_nMaximumLevel;
+    bool m_bIgnoreRegistry;
+};
+
+} // namespace Quil::Shared

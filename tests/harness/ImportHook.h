@@ -1,0 +1,104 @@
+// Replaces one imported Windows function of the test program for the length of a scope.
+//
+//   IMPORT_HOOK(SetupDiGetClassDevsW)([&](auto...) { SetLastError(5); return INVALID_HANDLE_VALUE; });
+//   ...
+//   EXPECT_EQ(1, hook_SetupDiGetClassDevsW.Calls());
+//   hook_SetupDiGetClassDevsW.Real()(...);      the function behind the hook
+//
+// The replacement is typed from the function and may capture. Only calls of this program's own objects are seen, not
+// those inside other modules. A function that nothing here imports has no slot: that is a test failure.
+// Hooks of one function nest; they end in the reverse order of their start.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <atomic>
+#include <functional>
+#include <string_view>
+#include <utility>
+
+namespace Harness
+{
+
+// Address of the program's import slot for a function of that name, null when there is none.
+void** FindImportSlot(HMODULE module, std::string_view name);
+
+// Writes a slot and gives back what it held.
+void* ExchangeImportSlot(void** slot, void* function);
+
+template <typename Tag, typename Function> class ImportHook;
+
+template <typename Tag, typename Result, typename... Args> class ImportHook<Tag, Result(Args...)>
+{
+public:
+    using Pointer = Result (*)(Args...);
+
+    template <typename Replacement> explicit ImportHook(Replacement replacement) : m_replacement{std::move(replacement)}
+    {
+        m_slot = FindImportSlot(GetModuleHandleW(nullptr), Tag::Name());
+        if (m_slot == nullptr)
+        {
+            ADD_FAILURE() << "the test program does not import " << Tag::Name();
+            return;
+        }
+        m_outer = s_current;
+        s_current = this;
+        m_real = reinterpret_cast<Pointer>(ExchangeImportSlot(m_slot, reinterpret_cast<void*>(&Trampoline)));
+    }
+    ~ImportHook()
+    {
+        if (m_slot != nullptr)
+        {
+            ExchangeImportSlot(m_slot, reinterpret_cast<void*>(m_real));
+            s_current = m_outer;
+        }
+    }
+    ImportHook(const ImportHook&) = delete;
+    ImportHook& operator=(const ImportHook&) = delete;
+
+    int Calls() const noexcept
+    {
+        return m_calls;
+    }
+    // The function behind this hook; from inside a replacement it is the way to the system.
+    Pointer Real() const noexcept
+    {
+        return m_real;
+    }
+    // The same before the hook's name is in scope (inside its own replacement): ImportHook is running, so it is current.
+    static Pointer RealOfCurrent() noexcept
+    {
+        return s_current->m_real;
+    }
+
+private:
+    static Result Trampoline(Args... args)
+    {
+        ImportHook* const hook = s_current;
+        ++hook->m_calls;
+        return hook->m_replacement(args...);
+    }
+
+    static inline ImportHook* s_current = nullptr;
+
+    std::function<Result(Args...)> m_replacement;
+    std::atomic<int> m_calls{0};
+    void** m_slot{nullptr};
+    Pointer m_real{nullptr};
+    ImportHook* m_outer{nullptr};
+};
+
+} // namespace Harness
+
+// Declares the object hook_<function>; the replacement follows in parentheses.
+#define IMPORT_HOOK(function)                                                                                          \
+    struct HookTag_##function                                                                                          \
+    {                                                                                                                  \
+        static const char* Name()                                                                                      \
+        {                                                                                                              \
+            return #function;                                                                                          \
+        }                                                                                                              \
+    };                                                                                                                 \
+    Harness::ImportHook<HookTag_##function, decltype(function)> hook_##function
