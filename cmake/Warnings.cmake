@@ -11,13 +11,17 @@ if(MSVC)
     target_link_options(hotkey_options INTERFACE /guard:cf /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
 else()
     target_compile_options(hotkey_options INTERFACE
-        -municode -fstack-protector-strong
+        -fstack-protector-strong
         # Absolute paths of the build machine have no place in the program.
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
         $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wconversion;-Wshadow;$<$<BOOL:${HOTKEY_WERROR}>:-Werror>>)
     target_link_options(hotkey_options INTERFACE
-        -municode -static -Wl,--gc-sections -Wl,--no-insert-timestamp)
+        -static -Wl,--gc-sections -Wl,--no-insert-timestamp)
 endif()
+
+# For programs whose entry point is wmain.
+add_library(hotkey_wide_main INTERFACE)
+target_link_options(hotkey_wide_main INTERFACE $<$<BOOL:${MINGW}>:-municode>)
 
 # Third-party code (GoogleTest and the like) and generated stubs keep their own warnings to themselves.
 add_library(hotkey_quiet INTERFACE)
