@@ -11,6 +11,7 @@
 #pragma once
 
 #include "shared/ElapsedTimer.h"
+#include "shared/LastError.h"
 #include "shared/LogFormat.h"
 #include "shared/Logger.h"
 #include "shared/WideText.h"
@@ -32,10 +33,8 @@ inline constexpr UntimedTag Untimed{};
 // Writes records under one function name.
 class CLogName
 {
-public:
-    template <std::size_t N> explicit constexpr CLogName(const char (&name)[N]) noexcept : m_pName{name}
-    {
-    }
+  public:
+    template <std::size_t N> explicit constexpr CLogName(const char (&name)[N]) noexcept : m_pName{name} {}
 
     template <typename... Args>
     void Verbose(CLogFormat<std::type_identity_t<Args>...> format, const Args&... args) const noexcept
@@ -74,12 +73,9 @@ public:
               0LL, 0LL, 0LL);
     }
 
-    const char* Name() const noexcept
-    {
-        return m_pName;
-    }
+    const char* Name() const noexcept { return m_pName; }
 
-private:
+  private:
     template <typename... Args> void Write(int level, const wchar_t* format, const Args&... args) const noexcept
     {
         CqlLogger* const logger = CqlLogger::GetInstance();
@@ -95,16 +91,13 @@ private:
 // Entry record on construction; on destruction the exit record, then the elapsed-time line when diagnostics are on.
 class [[nodiscard]] CTraceScope : public CLogName
 {
-public:
+  public:
     template <std::size_t N> explicit CTraceScope(const char (&name)[N]) : CLogName{name}
     {
         TraceIn(L"");
         StartTimer();
     }
-    template <std::size_t N> CTraceScope(const char (&name)[N], UntimedTag) : CLogName{name}
-    {
-        TraceIn(L"");
-    }
+    template <std::size_t N> CTraceScope(const char (&name)[N], UntimedTag) : CLogName{name} { TraceIn(L""); }
     template <std::size_t N, typename... Args>
     CTraceScope(const char (&name)[N], CLogFormat<std::type_identity_t<Args>...> entry, const Args&... args)
         : CLogName{name}
@@ -154,19 +147,15 @@ public:
         return result;
     }
     // Writes the exit record here instead of at the end of the scope.
-    template <typename... Args>
-    void ExitNow(CLogFormat<std::type_identity_t<Args>...> format, const Args&... args)
+    template <typename... Args> void ExitNow(CLogFormat<std::type_identity_t<Args>...> format, const Args&... args)
     {
         TraceOut<Args...>(format, args...);
         m_bExitWanted = false;
     }
     // Drops the exit record on this path.
-    void NoExit() noexcept
-    {
-        m_bExitWanted = false;
-    }
+    void NoExit() noexcept { m_bExitWanted = false; }
 
-private:
+  private:
     void StartTimer() noexcept
     {
         CqlLogger* const logger = CqlLogger::GetInstance();

@@ -6,7 +6,7 @@
 
 class AllocationFault
 {
-public:
+  public:
     // Lets the first `succeed` non-throwing allocations pass, fails the next `fail` ones (default: all that follow).
     explicit AllocationFault(int succeed, int fail = 1 << 30) noexcept;
     ~AllocationFault();

@@ -26,16 +26,20 @@ TEST(ImportHook, ReplacesAFunctionForItsScopeAndCountsCalls)
     EXPECT_GE(GetTickCount(), real);
 }
 
+namespace
+{
+DWORD TickCountBehindAnInnerHook()
+{
+    IMPORT_HOOK(GetTickCount)([] { return DWORD{2}; });
+    return GetTickCount();
+}
+} // namespace
+
 TEST(ImportHook, NestsAndRestoresInReverseOrder)
 {
     IMPORT_HOOK(GetTickCount)([] { return DWORD{1}; });
-    {
-        const auto inner = [] {
-            IMPORT_HOOK(GetTickCount)([] { return DWORD{2}; });
-            return GetTickCount();
-        };
-        EXPECT_EQ(2u, inner());
-    }
+
+    EXPECT_EQ(2u, TickCountBehindAnInnerHook());
     EXPECT_EQ(1u, GetTickCount());
 }
 

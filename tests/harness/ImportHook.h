@@ -32,7 +32,7 @@ template <typename Tag, typename Function> class ImportHook;
 
 template <typename Tag, typename Result, typename... Args> class ImportHook<Tag, Result(Args...)>
 {
-public:
+  public:
     using Pointer = Result (*)(Args...);
 
     template <typename Replacement> explicit ImportHook(Replacement replacement) : m_replacement{std::move(replacement)}
@@ -58,22 +58,14 @@ public:
     ImportHook(const ImportHook&) = delete;
     ImportHook& operator=(const ImportHook&) = delete;
 
-    int Calls() const noexcept
-    {
-        return m_calls;
-    }
+    int Calls() const noexcept { return m_calls; }
     // The function behind this hook; from inside a replacement it is the way to the system.
-    Pointer Real() const noexcept
-    {
-        return m_real;
-    }
-    // The same before the hook's name is in scope (inside its own replacement): ImportHook is running, so it is current.
-    static Pointer RealOfCurrent() noexcept
-    {
-        return s_current->m_real;
-    }
+    Pointer Real() const noexcept { return m_real; }
+    // The same before the hook's name is in scope (inside its own replacement): ImportHook is running, so it is
+    // current.
+    static Pointer RealOfCurrent() noexcept { return s_current->m_real; }
 
-private:
+  private:
     static Result Trampoline(Args... args)
     {
         ImportHook* const hook = s_current;
@@ -96,9 +88,6 @@ private:
 #define IMPORT_HOOK(function)                                                                                          \
     struct HookTag_##function                                                                                          \
     {                                                                                                                  \
-        static const char* Name()                                                                                      \
-        {                                                                                                              \
-            return #function;                                                                                          \
-        }                                                                                                              \
+        static const char* Name() { return #function; }                                                                \
     };                                                                                                                 \
     Harness::ImportHook<HookTag_##function, decltype(function)> hook_##function

@@ -7,7 +7,7 @@ using Quil::Shared::CqlLogListener;
 
 class LogCapture::Listener final : public CqlLogListener
 {
-public:
+  public:
     Listener(int minimumLevel, int maximumLevel, DWORD typeCode)
         : CqlLogListener{minimumLevel, nullptr, nullptr, true}, m_typeCode{typeCode}
     {
@@ -18,15 +18,12 @@ public:
         const std::lock_guard guard{m_lock};
         m_records.push_back({record.Level(), record.FunctionName(), record.Message()});
     }
-    DWORD Type() const override
-    {
-        return m_typeCode;
-    }
+    DWORD Type() const override { return m_typeCode; }
 
     mutable std::mutex m_lock;
     std::vector<LogRecord> m_records;
 
-private:
+  private:
     DWORD m_typeCode;
 };
 

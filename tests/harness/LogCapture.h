@@ -25,7 +25,7 @@ struct LogRecord
 
 class LogCapture
 {
-public:
+  public:
     // Keeps records of these levels; Diag (6) as the maximum does not switch the elapsed timers on, see Diagnostics.
     explicit LogCapture(int minimumLevel = 0, int maximumLevel = 5);
     ~LogCapture();
@@ -44,7 +44,7 @@ public:
     std::vector<std::wstring> FullLines() const;
     void Clear();
 
-private:
+  private:
     class Listener;
 
     LogCapture(int minimumLevel, int maximumLevel, DWORD typeCode);
@@ -53,6 +53,7 @@ private:
     std::unique_ptr<Quil::Shared::CqlLogger> m_previous;
 };
 
-#define EXPECT_LINES(log, ...) EXPECT_THAT((log).Lines(), testing::ElementsAreArray(std::vector<std::wstring>{__VA_ARGS__}))
+#define EXPECT_LINES(log, ...)                                                                                         \
+    EXPECT_THAT((log).Lines(), testing::ElementsAreArray(std::vector<std::wstring>{__VA_ARGS__}))
 #define EXPECT_RECORDS(log, ...)                                                                                       \
     EXPECT_THAT((log).FullLines(), testing::ElementsAreArray(std::vector<std::wstring>{__VA_ARGS__}))
