@@ -16,7 +16,7 @@ else()
         -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
         $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wconversion;-Wshadow;$<$<BOOL:${HOTKEY_WERROR}>:-Werror>>)
     target_link_options(hotkey_options INTERFACE
-        -static -Wl,--gc-sections -Wl,--no-insert-timestamp)
+        -static -fstack-protector-strong -Wl,--gc-sections -Wl,--no-insert-timestamp)
 endif()
 
 # For programs whose entry point is wmain.
