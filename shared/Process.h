@@ -9,7 +9,7 @@ namespace Quil::Shared
 class CqlProcess
 {
   public:
-    virtual ~CqlProcess() = default;
+    virtual ~CqlProcess();
 
     // Ends the first process of that name (any mix of case, any session) with exit code 0. S_OK whether or not
     // anything was ended; E_FAIL without a name, E_INVALIDARG for an empty one.

@@ -30,7 +30,7 @@ class CComSecurityDescriptor
     // Owner and group of the calling thread's token; of the process's token when the thread has none and
     // revertToProcessToken is set.
     HRESULT InitializeFromThreadToken(bool revertToProcessToken) noexcept;
-    // Adds one allowed principal at the end of the DACL and puts the DACL into the descriptor.
+    // Adds one allowed principal at the end of the DACL. On failure the DACL stays as it was.
     HRESULT Allow(PSID sid, DWORD accessMask) noexcept;
 
     PSECURITY_DESCRIPTOR Get() noexcept { return &m_descriptor; }
@@ -48,8 +48,8 @@ HRESULT GetTokenSid(HANDLE token, TOKEN_INFORMATION_CLASS which, CSecurityBlock*
 // Copies a SID into a new block. E_POINTER without target, E_INVALIDARG for an invalid SID, E_OUTOFMEMORY.
 HRESULT CopySidToBlock(PSID source, CSecurityBlock* target) noexcept;
 
-// Replaces an ACL (empty block: none yet) by one with an access-allowed entry more at the end. On failure the old one
-// stays. E_INVALIDARG for an invalid SID, E_OUTOFMEMORY.
-HRESULT AddAccessAllowed(CSecurityBlock* acl, DWORD accessMask, PSID sid) noexcept;
+// Copies an ACL (null: none yet) into a new block with one access-allowed entry more at its end. E_INVALIDARG for an
+// invalid SID, E_OUTOFMEMORY.
+HRESULT AddAccessAllowed(PACL oldAcl, DWORD accessMask, PSID sid, CSecurityBlock* newAcl) noexcept;
 
 } // namespace Utils
