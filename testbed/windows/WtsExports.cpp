@@ -70,8 +70,9 @@ std::size_t TextBytes(const std::wstring& text)
 // "absent", by image name. Otherwise Windows's own processes are in session 0 and the rest in the console session.
 DWORD SessionOfProcess(const std::wstring& image)
 {
-    static constexpr const wchar_t* systemImages[] = {L"services.exe", L"winedevice.exe", L"plugplay.exe",
-                                                      L"svchost.exe",  L"rpcss.exe",      L"HotKeyServiceTLY.exe"};
+    static constexpr const wchar_t* systemImages[] = {L"services.exe",        L"winedevice.exe", L"plugplay.exe",
+                                                      L"QuilSysInfoCap.exe",  L"svchost.exe",    L"rpcss.exe",
+                                                      L"HotKeyServiceTLY.exe"};
     const bool ofSystem = std::ranges::any_of(systemImages, [&](const wchar_t* name) { return SameName(name, image); });
     return ProfileNumber(L"processes", image, ofSystem ? 0 : ConsoleSession());
 }
