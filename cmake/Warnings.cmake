@@ -11,9 +11,8 @@ if(MSVC)
     target_link_options(hotkey_options INTERFACE /guard:cf /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
 else()
     target_compile_options(hotkey_options INTERFACE
-        -fstack-protector-strong
-        # Absolute paths of the build machine have no place in the program.
-        -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
+        # Absolute paths of the build machine have no place in the program. (The resource compiler takes no such options.)
+        $<$<COMPILE_LANGUAGE:C,CXX>:-fstack-protector-strong;-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>
         $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wconversion;-Wshadow;$<$<BOOL:${HOTKEY_WERROR}>:-Werror>>)
     target_link_options(hotkey_options INTERFACE
         -static -fstack-protector-strong -Wl,--gc-sections -Wl,--no-insert-timestamp)

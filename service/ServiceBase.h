@@ -1,0 +1,74 @@
+// Connects one service object to the service manager: runs the dispatcher, turns each control into a call of a virtual
+// operation, reports every change of state and writes failures to the event log.
+// Controls arrive on the dispatcher's thread, OnStart runs on the service-main thread. Exactly one object per process.
+// An operation reports a Win32 error by throwing it as a DWORD; whatever it throws ends in this class.
+#pragma once
+
+#include "shared/WideText.h"
+
+#include <windows.h>
+
+#include <optional>
+#include <type_traits>
+
+class CServiceBase
+{
+  public:
+    // serviceName is not copied and must outlive the object; null stands for an empty name.
+    CServiceBase(const wchar_t* serviceName, bool canStop, bool canShutdown, bool canPauseContinue) noexcept;
+    virtual ~CServiceBase() = default;
+    CServiceBase(const CServiceBase&) = delete;
+    CServiceBase& operator=(const CServiceBase&) = delete;
+
+    // Blocks until the service has stopped. FALSE with the last error set when the dispatcher could not run.
+    static BOOL Run(CServiceBase& service);
+
+    // Also called from the RPC work item when the RPC server cannot start.
+    void Stop();
+
+    // One event of this type (EVENTLOG_...), at most 1023 characters, under the service's name. Reports no errors.
+    template <typename... Args>
+    static void WriteEventLogEntry(WORD type, Quil::Shared::CLogFormat<std::type_identity_t<Args>...> format,
+                                   const Args&... args) noexcept
+    {
+        ReportEventText(type, format.Text(), Quil::Shared::ToVariadic(args)...);
+    }
+
+  protected:
+    virtual void OnStart(DWORD argc, wchar_t** argv);
+    virtual void OnStop();
+    virtual void OnPause();
+    virtual void OnContinue();
+    virtual void OnPreShutdown();
+    virtual void OnShutdown();
+    virtual void OnPowerEvent(DWORD eventType, void* eventData);
+    virtual void OnSessionChange(DWORD eventType, void* eventData);
+
+  private:
+    static void WINAPI ServiceMain(DWORD argc, wchar_t** argv);
+    static DWORD WINAPI ServiceCtrlHandlerEx(DWORD control, DWORD eventType, void* eventData, void* context);
+
+    void Start(DWORD argc, wchar_t** argv);
+    void Pause();
+    void Continue();
+    void Shutdown();
+    void PreShutdown();
+    void PowerEvent(DWORD eventType, void* eventData);
+    void SessionChange(DWORD eventType, void* eventData);
+
+    // Runs an operation and writes what it throws to the event log. Nothing when it succeeded, else the exit code that
+    // the failure stands for: the thrown Win32 error, 0 for any other exception.
+    template <typename Operation>
+    std::optional<DWORD> Guard(Quil::Shared::CLogFormat<DWORD> win32Text, Quil::Shared::CLogFormat<DWORD> otherText,
+                               Operation operation);
+    void ReportStatus(DWORD state, DWORD win32ExitCode = NO_ERROR);
+    static void ReportEventText(WORD type, const wchar_t* format, ...) noexcept;
+
+    // The status is not locked: controls come one after another. Deliberate: a Stop from the RPC work item may overlap.
+    const wchar_t* m_pServiceName;
+    SERVICE_STATUS m_status;
+    SERVICE_STATUS_HANDLE m_hStatus;
+
+    static CServiceBase* s_pService;
+    static DWORD s_dwCheckPoint; // shared by all reports of the process
+};

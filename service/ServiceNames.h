@@ -1,0 +1,7 @@
+// The names under which the service is known to the service manager and to the event log.
+#pragma once
+
+// Service name and event-log source.
+inline constexpr wchar_t kServiceName[] = L"HotKeyServiceTLY";
+inline constexpr wchar_t kServiceDisplayName[] = L"Quil TLY Service";
+inline constexpr wchar_t kServiceDescription[] = L"Quil Tessaly Service";
