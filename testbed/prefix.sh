@@ -91,7 +91,13 @@ lay_out() {
     place "$bin/HotKeyServiceTLY.exe" "$program"
     place "$bin/testbed/wtsapi32.dll" "$program"
     place "$bin/testbed/QuilSysInfoCap.exe" "$c/Program Files/Quil/SysInfoCap"
-    place "$bin/testbed/testbedctl.exe" "$c/testbed/bin"
+    place "$bin/testbed/launchtarget.exe" "$c/windows/system32" msinfo32.exe
+    for file in "$bin"/testbed/fennix/*; do
+        place "$file" "$program"
+    done
+    for file in "$bin/hotkeyctl.exe" "$bin"/testbed/{testbedctl,launchtarget}.exe "$bin/testbed/testbed_wmi.dll"; do
+        place "$file" "$c/testbed/bin"
+    done
 }
 
 up() {

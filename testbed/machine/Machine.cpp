@@ -49,7 +49,7 @@ bool ApplyProfile(const std::wstring& name, std::wstring& reason)
         reason = L"the profile cannot be copied: error " + std::to_wstring(GetLastError());
         return false;
     }
-    return ApplyServices(reason) && ApplyNodes(reason);
+    return ApplyFiles(reason) && ApplyServices(reason) && ApplyNodes(reason);
 }
 
 } // namespace Testbed

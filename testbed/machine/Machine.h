@@ -11,11 +11,13 @@ namespace Testbed
 void PrepareMachine();
 
 // Puts C:\testbed\profiles\<name>.ini in force and makes the parts of the PC that live outside the stand-ins follow
-// it: services and device nodes. False, with the reason, when the profile does not exist or a part cannot be made.
+// it: services, device nodes, files, programs and policies. False, with the reason, when the profile does not exist or
+// a part cannot be made.
 bool ApplyProfile(const std::wstring& name, std::wstring& reason);
 
 // The parts of ApplyProfile, for a profile that is already in force.
 bool ApplyServices(std::wstring& reason);
 bool ApplyNodes(std::wstring& reason);
+bool ApplyFiles(std::wstring& reason);
 
 } // namespace Testbed
