@@ -17,6 +17,11 @@
 #include <memory>
 #include <string>
 
+namespace Quil::Shared
+{
+class CLogName;
+} // namespace Quil::Shared
+
 namespace RpcServer
 {
 class WMIData;
@@ -99,9 +104,11 @@ class CHotKeyHandler
 
   private:
     // Tries the manifests in their order; S_OK once the framework is there, else the last result.
-    HRESULT TryManifests(HRESULT lastResult);
+    HRESULT TryManifests(const Quil::Shared::CLogName& log, HRESULT lastResult);
     // Asks for the framework inside the active context and keeps it in m_pFennix.
     HRESULT CreateFennix(DWORD& lastError);
+    // The text of a reading that was started; empty when it does not finish in time.
+    CStringW AwaitSysInfoText(const Quil::Shared::CLogName& log);
 };
 
 } // namespace RpcServer::SysInfo

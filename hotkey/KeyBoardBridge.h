@@ -13,6 +13,11 @@
 #include <mutex>
 #include <string>
 
+namespace Quil::Shared
+{
+class CLogName;
+} // namespace Quil::Shared
+
 namespace RpcServer
 {
 
@@ -64,9 +69,10 @@ class CKeyBoardBridge
     ~CKeyBoardBridge() = default;
 
   private:
-    void LaunchSystemInformation();
-    void LaunchHotkeyNotification();
-    void LaunchPowerOptions();
+    // The commands; their lines stand under the name of ProcessCommand.
+    void LaunchSystemInformation(const Quil::Shared::CLogName& log);
+    void LaunchHotkeyNotification(const Quil::Shared::CLogName& log);
+    void LaunchPowerOptions(const Quil::Shared::CLogName& log);
 
     CGuardedText m_strUsbCAppPath; // empty until the application is found, never cleared
     std::atomic<std::shared_ptr<SysInfo::CHotKeyHandler>> m_pHotKeyHandler;
