@@ -71,12 +71,46 @@ void DeleteLogs()
     FindClose(search);
 }
 
+DWORD StateOf(SC_HANDLE service)
+{
+    SERVICE_STATUS status{};
+    return QueryServiceStatus(service, &status) ? status.dwCurrentState : SERVICE_STOPPED;
+}
+
+void StopAndWait(SC_HANDLE service)
+{
+    SERVICE_STATUS status{};
+    ControlService(service, SERVICE_CONTROL_STOP, &status);
+    static_cast<void>(Eventually([&] { return StateOf(service) == SERVICE_STOPPED; }));
+}
+
+// The service manager believes for ever that a killed service runs, and keeps its registration;
+// a new start and a proper stop set it right.
+void BringBackAndStop(SC_HANDLE service)
+{
+    EndProcesses(kImage);
+    if (StartServiceW(service, 0, nullptr))
+    {
+        static_cast<void>(Eventually([&] { return StateOf(service) != SERVICE_START_PENDING; }));
+        StopAndWait(service);
+    }
+}
+
 void DeleteRegistration()
 {
     const auto exists = [] { return Registration{}.service != nullptr; };
     if (exists())
     {
-        DeleteService(Registration{}.service.get());
+        const Registration registration;
+        if (!Testbed::ProcessIds(kImage).empty())
+        {
+            StopAndWait(registration.service.get());
+        }
+        if (StateOf(registration.service.get()) != SERVICE_STOPPED)
+        {
+            BringBackAndStop(registration.service.get());
+        }
+        DeleteService(registration.service.get());
     }
     EXPECT_TRUE(Eventually([&] { return !exists(); })) << "the service of an earlier test is still registered";
 }
@@ -141,9 +175,8 @@ Pc::~Pc()
 
 void Pc::Clean() const
 {
-    // A killed service is still RUNNING for the service manager; the registration goes with it all the same.
-    EndProcesses(kImage);
     DeleteRegistration();
+    EndProcesses(kImage);
     EndProcesses(L"msinfo32.exe");
     EndProcesses(L"QuilUsbCConfiguration.exe");
     EndProcesses(L"QuilHotkeyNotification.exe");
