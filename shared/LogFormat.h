@@ -133,19 +133,16 @@ consteval void CheckFormat(const wchar_t* text, const Kind* kinds, std::size_t c
 
 template <typename... Args> class CLogFormat
 {
-public:
+  public:
     template <std::size_t N> consteval CLogFormat(const wchar_t (&text)[N]) : m_pText{text}
     {
         constexpr std::size_t count = sizeof...(Args);
         const LogFormatDetail::Kind kinds[count + 1] = {LogFormatDetail::KindOf<Args>()...};
         LogFormatDetail::CheckFormat(text, kinds, count);
     }
-    constexpr const wchar_t* Text() const noexcept
-    {
-        return m_pText;
-    }
+    constexpr const wchar_t* Text() const noexcept { return m_pText; }
 
-private:
+  private:
     const wchar_t* m_pText;
 };
 

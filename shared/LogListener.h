@@ -11,7 +11,7 @@ namespace Quil::Shared
 
 class CqlLogListener
 {
-public:
+  public:
     // Bits of the LoggingType mask, and what Type answers.
     enum TypeCode : DWORD
     {
@@ -25,28 +25,20 @@ public:
     // One record; time and thread are taken when it is built. Copies carry the cached texts with them.
     class LogData
     {
-    public:
+      public:
         LogData(int level, const char* functionName, std::wstring message);
         LogData(const LogData& other) = default;
+        LogData(LogData&& other) = default;
         virtual ~LogData() = default;
         LogData& operator=(const LogData&) = delete;
 
-        const std::string& FunctionName() const noexcept
-        {
-            return m_strFunctionName;
-        }
-        const std::wstring& Message() const noexcept
-        {
-            return m_strMessage;
-        }
-        int Level() const noexcept
-        {
-            return m_nLevel;
-        }
+        const std::string& FunctionName() const noexcept { return m_strFunctionName; }
+        const std::wstring& Message() const noexcept { return m_strMessage; }
+        int Level() const noexcept { return m_nLevel; }
         // The line without its end, made on the first call and kept.
         const std::wstring& Line() const;
 
-    private:
+      private:
         std::string m_strFunctionName;
         std::wstring m_strMessage;
         int m_nLevel;
@@ -67,16 +59,10 @@ public:
     virtual void Write(const LogData& record) = 0;
     virtual DWORD Type() const = 0;
 
-    int MinimumLevel() const noexcept
-    {
-        return m_nMinimumLevel;
-    }
-    int MaximumLevel() const noexcept
-    {
-        return m_nMaximumLevel;
-    }
+    int MinimumLevel() const noexcept { return m_nMinimumLevel; }
+    int MaximumLevel() const noexcept { return m_nMaximumLevel; }
 
-protected:
+  protected:
     int m_nMinimumLevel;
     int m_nMaximumLevel;
     bool m_bIgnoreRegistry;

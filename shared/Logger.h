@@ -20,7 +20,7 @@ namespace Quil::Shared
 
 class CqlLogger
 {
-public:
+  public:
     struct TimingStatistics
     {
         double dTotalMilliseconds;
@@ -49,6 +49,9 @@ public:
     CqlLogger(const CqlLogger&) = delete;
     CqlLogger& operator=(const CqlLogger&) = delete;
 
+    // Lets no further record in, waits for calls that are inside and destroys the listeners in order. For process exit.
+    void Shut() noexcept;
+
     // Adds one listener at the end and widens the level range; false when the table of ten is full.
     bool AddListener(std::unique_ptr<CqlLogListener> listener) noexcept;
 
@@ -59,10 +62,7 @@ public:
                level <= m_nMaximumLevel.load(std::memory_order_relaxed);
     }
     // True when function times are wanted: the file listener writes Diag records.
-    bool IsDiagnostics() const noexcept
-    {
-        return m_bDiagnostics.load(std::memory_order_relaxed);
-    }
+    bool IsDiagnostics() const noexcept { return m_bDiagnostics.load(std::memory_order_relaxed); }
 
     // Writes one record. format follows Microsoft's wide printf rules; null or empty gives an empty message.
     void Log(int level, const char* functionName, const wchar_t* format, ...) noexcept;
@@ -74,7 +74,7 @@ public:
     // Length of the longest function name measured.
     std::size_t LongestTimedName() const noexcept;
 
-private:
+  private:
     static CqlLogger* CreateInstance() noexcept;
 
     static std::atomic<CqlLogger*> s_pInstance;
@@ -85,6 +85,7 @@ private:
     std::atomic<int> m_nMinimumLevel;
     std::atomic<int> m_nMaximumLevel;
     std::atomic<bool> m_bDiagnostics;
+    std::atomic<int> m_nCallsInside{0};
     CqlLogListener* m_pFileListener;
     std::map<std::string, TimingStatistics> m_timings; // guarded by m_timingLock
     std::size_t m_nLongestName;                        // guarded by m_timingLock

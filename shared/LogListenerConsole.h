@@ -1,0 +1,18 @@
+// Prints "function : message" to standard output, for programs that run in a console.
+#pragma once
+
+#include "shared/LogListener.h"
+
+namespace Quil::Shared
+{
+
+class CqlLogListenerConsole final : public CqlLogListener
+{
+  public:
+    explicit CqlLogListenerConsole(int minimumLevel);
+
+    void Write(const LogData& record) override;
+    DWORD Type() const override;
+};
+
+} // namespace Quil::Shared

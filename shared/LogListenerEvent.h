@@ -1,0 +1,22 @@
+// Writes records to the Windows event log under the program's base name: event id = level, text = the whole line.
+#pragma once
+
+#include "shared/LogListener.h"
+#include "shared/UniqueHandle.h"
+
+namespace Quil::Shared
+{
+
+class CqlLogListenerEvent final : public CqlLogListener
+{
+  public:
+    explicit CqlLogListenerEvent(int minimumLevel);
+
+    void Write(const LogData& record) override;
+    DWORD Type() const override;
+
+  private:
+    CUniqueEventSource m_hSource; // may be null: records are then lost
+};
+
+} // namespace Quil::Shared

@@ -1,0 +1,39 @@
+// The logging policy in the registry: HKEY_LOCAL_MACHINE\Software\Policies\Quil\<product> and below it the program's
+// key. Where both keys hold a value the program's counts. Missing keys and values are normal. Read once, at creation.
+#pragma once
+
+#include "shared/UniqueHandle.h"
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+namespace Quil::Shared
+{
+
+// Opens both keys for reading; either stays null when it is missing. productName null or empty: the ProductName of the
+// program's version resource.
+void OpenPolicyKeys(const wchar_t* productName, CUniqueRegistryKey& productKey, CUniqueRegistryKey& programKey);
+
+// The program's file name without folder and extension.
+std::wstring ProgramBaseName();
+
+class CLogPolicy
+{
+  public:
+    explicit CLogPolicy(const wchar_t* productName = nullptr);
+
+    // The level that a REG_SZ value of at most 256 bytes names; nothing when the value is absent or empty.
+    std::optional<int> Level(const wchar_t* valueName) const;
+    // A value of exactly 4 bytes, of the type given.
+    std::optional<DWORD> Number(const wchar_t* valueName, bool anyType) const;
+    // The mask of listeners that LoggingType names; 0 when it is absent or names none.
+    DWORD ListenerMask() const;
+
+  private:
+    CUniqueRegistryKey m_productKey;
+    CUniqueRegistryKey m_programKey;
+};
+
+} // namespace Quil::Shared

@@ -1,0 +1,36 @@
+// Records on their way to a log file: callers append and go on, a worker thread writes them. The worker exists only
+// while there is something to write.
+#pragma once
+
+#include "shared/LogFile.h"
+#include "shared/LogListener.h"
+
+#include <windows.h>
+
+#include <memory>
+
+namespace Quil::Shared
+{
+
+class CLogQueue
+{
+  public:
+    // The file is shared with the worker, which may outlive the queue when it hangs in a write.
+    explicit CLogQueue(std::shared_ptr<CLogFile> file);
+    // Waits at most about 1.2 s for the worker; what is queued then is lost.
+    ~CLogQueue();
+    CLogQueue(const CLogQueue&) = delete;
+    CLogQueue& operator=(const CLogQueue&) = delete;
+
+    // Any thread. Appends a copy and returns at once.
+    void Push(const CqlLogListener::LogData& record);
+
+  private:
+    struct State;
+
+    static DWORD WINAPI Work(void* parameter);
+
+    const std::shared_ptr<State> m_state;
+};
+
+} // namespace Quil::Shared
