@@ -75,6 +75,8 @@ class WMIData
     std::atomic<bool> m_bRendered{false}; // set when m_strSysInfo is complete
 
   private:
+    const std::wstring m_strNotYet; // what is handed out before m_bRendered
+
     // One namespace each; the result with which the whole reading ends, nothing when it goes on.
     std::optional<HRESULT> ReadFirmware(Quil::Shared::CTraceScope& trace, IWbemLocator* locator);
     std::optional<HRESULT> ReadComputer(const Quil::Shared::CLogName& log, IWbemLocator* locator);
