@@ -1,0 +1,31 @@
+// What hotkeyctl writes: UTF-8 bytes into files and pipes, wide text onto a console, so that every character survives.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+#include <string_view>
+
+namespace HotKey
+{
+
+std::string ToUtf8(std::wstring_view text);
+std::wstring FromUtf8(std::string_view text);
+
+class CCtlOutput
+{
+  public:
+    explicit CCtlOutput(bool quiet) noexcept : m_bQuiet{quiet} {}
+
+    // One line or several on standard output; nothing when quiet.
+    void Print(std::wstring_view text) const;
+    // One line on standard error, after the program's name; nothing when quiet.
+    void Complain(std::wstring_view text) const;
+
+  private:
+    static void Write(DWORD stream, std::wstring_view text);
+
+    const bool m_bQuiet;
+};
+
+} // namespace HotKey

@@ -1,0 +1,157 @@
+// hotkeyctl: the hotkey service's operations by hand, in scripts and in tests.
+#include "client/CtlCommands.h"
+#include "client/CtlOutput.h"
+#include "client/HotKeyClient.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cmath>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+constexpr const char* kVersion = HOTKEYCTL_VERSION;
+
+constexpr const char* kExitCodes = "Exit codes:\n"
+                                   "  0 answered    1 answered, but empty    2 bad usage    3 service not reachable\n"
+                                   "  4 refused     5 timed out              6 an answer that is not understood\n\n"
+                                   "Example: hotkeyctl sysinfo --json\n";
+
+struct Options
+{
+    double dTimeout{std::chrono::duration<double>(HotKey::CHotKeyClient::kDefaultTimeout).count()};
+    bool bQuiet{false};
+    bool bRaw{false};
+    bool bJson{false};
+    std::string strProgram;
+    double dInterval{2};
+    unsigned nCount{0};
+
+    HotKey::Form Form() const { return bJson ? HotKey::Form::Json : bRaw ? HotKey::Form::Raw : HotKey::Form::Fields; }
+};
+
+void AddJson(CLI::App* command, Options& options)
+{
+    command->add_flag("--json", options.bJson, "One JSON object");
+}
+
+void AddForms(CLI::App* command, Options& options)
+{
+    command->add_flag("--raw", options.bRaw, "The text as the service sends it");
+    command->add_flag("--json", options.bJson, "One JSON object")->excludes("--raw");
+}
+
+void Describe(CLI::App& app, Options& options)
+{
+    app.set_version_flag("--version", std::string{"hotkeyctl "} + kVersion);
+    app.add_option("--timeout", options.dTimeout, "Longest time to wait for an answer, in seconds")
+        ->check(CLI::Range(0.001, 86400.0))
+        ->capture_default_str();
+    app.add_flag("--quiet", options.bQuiet, "Write nothing; the exit code tells");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.footer(kExitCodes);
+
+    CLI::App* const sysinfo = app.add_subcommand("sysinfo", "System information: ten fields and USB Type-C support");
+    AddForms(sysinfo, options);
+    sysinfo->footer("Examples:\n  hotkeyctl sysinfo\n  hotkeyctl sysinfo --raw > sysinfo.txt\n"
+                    "  hotkeyctl sysinfo --json --timeout 60\n");
+
+    CLI::App* const usbc = app.add_subcommand("usbc", "What the USB Type-C ports can do");
+    AddForms(usbc, options);
+    usbc->footer("Examples:\n  hotkeyctl usbc\n  hotkeyctl usbc --json\n");
+
+    CLI::App* const presence = app.add_subcommand("presence", "Whether the Fennix service and its node are there");
+    AddJson(presence, options);
+    presence->footer("Examples:\n  hotkeyctl presence\n  hotkeyctl presence --json\n");
+
+    CLI::App* const launch = app.add_subcommand("launch", "Start a program on the desktop of the logged-on user");
+    launch->add_option("program", options.strProgram, "sysinfo (system information tool) or usbc (USB-C configuration)")
+        ->required()
+        ->check(CLI::IsMember({"sysinfo", "usbc"}));
+    launch->footer("Examples:\n  hotkeyctl launch sysinfo\n  hotkeyctl launch usbc\n");
+
+    CLI::App* const status = app.add_subcommand("status", "Whether the service is installed, runs and answers");
+    AddJson(status, options);
+    status->footer("Examples:\n  hotkeyctl status\n  hotkeyctl --quiet status\n");
+
+    CLI::App* const watch = app.add_subcommand("watch", "Ask again and again; write a line when the answer changes");
+    watch->add_option("--interval", options.dInterval, "Seconds between two questions")
+        ->check(CLI::Range(0.01, 86400.0))
+        ->capture_default_str();
+    watch->add_option("--count", options.nCount, "End after so many questions (default: go on)");
+    watch->footer("Examples:\n  hotkeyctl watch\n  hotkeyctl watch --interval 0.5 --count 20\n");
+}
+
+std::chrono::milliseconds Milliseconds(double seconds)
+{
+    return std::chrono::milliseconds{std::llround(seconds * 1000)};
+}
+
+int Run(const CLI::App& app, const Options& options)
+{
+    HotKey::CHotKeyClient client{Milliseconds(options.dTimeout)};
+    const HotKey::CCtlOutput output{options.bQuiet};
+    HotKey::CCtlCommands commands{client, output};
+    const std::string command = app.get_subcommands().front()->get_name();
+    if (command == "sysinfo")
+    {
+        return commands.SysInfo(options.Form());
+    }
+    if (command == "usbc")
+    {
+        return commands.UsbTypeC(options.Form());
+    }
+    if (command == "presence")
+    {
+        return commands.Presence(options.Form());
+    }
+    if (command == "launch")
+    {
+        return options.strProgram == "sysinfo" ? commands.LaunchSystemInformation() : commands.LaunchUsbCApp();
+    }
+    if (command == "status")
+    {
+        return commands.Status(options.Form(), HotKey::FromUtf8(kVersion));
+    }
+    return commands.Watch(static_cast<DWORD>(Milliseconds(options.dInterval).count()), options.nCount);
+}
+
+} // namespace
+
+int wmain(int argc, wchar_t** argv)
+{
+    Options options;
+    CLI::App app{"Asks the hotkey service.", "hotkeyctl"};
+    Describe(app, options);
+
+    std::vector<std::string> arguments; // CLI11 takes them last first
+    for (int i = argc - 1; i > 0; --i)
+    {
+        arguments.push_back(HotKey::ToUtf8(argv[i]));
+    }
+    try
+    {
+        app.parse(std::move(arguments));
+    }
+    catch (const CLI::ParseError& error)
+    {
+        std::ostringstream out;
+        std::ostringstream complaint;
+        const bool asked = app.exit(error, out, complaint) == 0; // for help or the version
+        const HotKey::CCtlOutput output{false};
+        output.Print(HotKey::FromUtf8(out.str()));
+        if (!asked)
+        {
+            std::wstring line = HotKey::FromUtf8(complaint.str());
+            output.Complain(line.substr(0, line.find(L'\n')));
+            return HotKey::ExitUsage;
+        }
+        return HotKey::ExitAnswered;
+    }
+    return Run(app, options);
+}

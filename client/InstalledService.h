@@ -1,0 +1,21 @@
+// What the Service Control Manager knows of the service: whether it is installed, its state, its program.
+#pragma once
+
+#include <windows.h>
+
+#include <string>
+
+namespace HotKey
+{
+
+struct CInstalledService
+{
+    std::wstring strState; // "not installed", "running" and so on, or why it is unknown
+    DWORD dwProcessId;     // 0 when it does not run
+    std::wstring strProgram;
+    std::wstring strVersion; // file version of the program; empty when it has none
+};
+
+CInstalledService QueryInstalledService();
+
+} // namespace HotKey

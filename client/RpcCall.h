@@ -1,0 +1,43 @@
+/* One call of the interface, made so that an exception of the RPC run time comes back as a status.
+   Plain C: no C++ frame stands between the guard and the run time, so nothing is left undestroyed. */
+#ifndef CLIENT_RPC_CALL_H
+#define CLIENT_RPC_CALL_H
+
+#include "rpc/HotKeyRpc.h"
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+    enum RpcOperation
+    {
+        RpcConnect,
+        RpcDisconnect,
+        RpcProcessCommand,
+        RpcLaunchUsbCApp,
+        RpcReadSysInfo,
+        RpcIsFennixServiceInstalled,
+        RpcIsFennixNodePresent,
+        RpcReadUSBTypeCInfo,
+        RpcForgetContext /* no call: gives up the context handle of a lost connection */
+    };
+
+    struct RpcCall
+    {
+        enum RpcOperation operation;
+        handle_t binding;              /* for RpcConnect */
+        HOTKEY_CONTEXT_HANDLE context; /* set by RpcConnect, null after RpcDisconnect and RpcForgetContext */
+        long size;                     /* characters of text with its NUL */
+        wchar_t* text;                 /* may be null; the caller frees it with midl_user_free */
+        long answer;
+    };
+
+    /* 0, or the status with which the run time or the server ended the call. */
+    unsigned long PerformRpcCall(struct RpcCall* call);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,26 @@
+// The USB Type-C text, field by field. Text in, record out: no Windows header.
+#pragma once
+
+#include "client/ClientResult.h"
+
+#include <cstdint>
+#include <string_view>
+
+namespace HotKey
+{
+
+struct CUsbTypeC
+{
+    bool bUsb20;
+    bool bUsb31Gen2; // false: Gen 1
+    bool bThunderbolt;
+    bool bDisplayPort;
+    bool bDownstreamPowerDelivery;
+    bool bUpstreamPowerDelivery;
+    std::int32_t nMaximumWatts; // downstream
+};
+
+// Accepts exactly what the service writes; otherwise names the first thing that it does not.
+CResult<CUsbTypeC> ParseUsbTypeC(std::wstring_view text);
+
+} // namespace HotKey
