@@ -51,6 +51,12 @@ def complete(tables, stage):
     tables["InstallExecuteSequence"].set("WriteRegistryValues", "Sequence", "5850")
     tables["InstallExecuteSequence"].set("FindSystemDrive", "Sequence", "950")
 
+    # The process outlives its report that it has stopped by up to 1.2 s, while it writes its last log records, and its
+    # file is in use as long. Type 34: a command line; 64: its result does not matter; 3072: run by the system, in turn.
+    tables["CustomAction"].rows.append(["AwaitProcessEnd", str(34 + 64 + 3072), "System64Folder",
+                                        '"[System64Folder]ping.exe" -n 3 127.0.0.1', ""])
+    tables["InstallExecuteSequence"].rows.append(["AwaitProcessEnd", "Installed", "1950"])
+
     upgrade = tables["Upgrade"]
     older = next(row for row in upgrade.rows if row[upgrade.columns.index("ActionProperty")] == "OLDERVERSION")
     older[upgrade.columns.index("Attributes")] = str(0x100 | 0x200)  # both ends of the range belong to it
@@ -81,7 +87,7 @@ def summary(package_code, epoch):
 
 def main():
     stage, version, epoch, out = pathlib.Path(sys.argv[1]), sys.argv[2], int(sys.argv[3]), pathlib.Path(sys.argv[4])
-    source = pathlib.Path(__file__).with_name("HotKeyService.wxs")
+    source = pathlib.Path(__file__).resolve().with_name("HotKeyService.wxs")
     contents = common.content_id(stage)
     product_code = common.derived_uuid("product", version, contents)
 
@@ -92,7 +98,7 @@ def main():
         for path in common.files_of(stage):
             os.utime(path, (epoch, epoch))
         run("wixl", "-a", "x64", "-o", work / "wixl.msi", "-D", f"Version={version}", "-D", f"ProductCode={product_code}",
-            "-D", f"UpgradeCode={common.UPGRADE_CODE}", "-D", f"Stage={stage}", source, env=environment)
+            "-D", f"UpgradeCode={common.UPGRADE_CODE}", source, env=environment, cwd=stage)
 
         tables = {}
         for name in run("msiinfo", "tables", work / "wixl.msi", text=True).split():

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Packs a finished build: zip, installer, bills of materials, winget manifest and check sums.
+# Packs a finished build: zip, symbols, installer, bills of materials, winget manifest and check sums.
 #
 #   packaging/package.sh [BUILD [OUT]]      defaults: build/mingw and build/packages
 #
@@ -32,22 +32,25 @@ name=HotKeyServiceTLY-$version-x64
 
 stage=$(mktemp -d)
 trap 'rm -rf "$stage"' EXIT
-mkdir -p "$stage/policy/en-US" "$out"
-install -m 644 "$build/bin/HotKeyServiceTLY.exe" "$build/bin/hotkeyctl.exe" "$stage"
-install -m 644 "$root/policy/HotKeyServiceTLY.admx" "$stage/policy"
-install -m 644 "$root/policy/en-US/HotKeyServiceTLY.adml" "$stage/policy/en-US"
+shipped=$stage/shipped symbols=$stage/symbols
+mkdir -p "$shipped/policy/en-US" "$symbols" "$out"
+install -m 644 "$build/bin/HotKeyServiceTLY.exe" "$build/bin/hotkeyctl.exe" "$shipped"
+install -m 644 "$root/policy/HotKeyServiceTLY.admx" "$shipped/policy"
+install -m 644 "$root/policy/en-US/HotKeyServiceTLY.adml" "$shipped/policy/en-US"
+install -m 644 "$build/bin/HotKeyServiceTLY.debug" "$symbols"
 
 built=$(cd "$here" && python3 -c 'import common, pathlib, sys; print(common.file_version(pathlib.Path(sys.argv[1])))' \
-    "$stage/HotKeyServiceTLY.exe")
+    "$shipped/HotKeyServiceTLY.exe")
 if [ "$built" != "$version" ]; then
     echo "package.sh: the program's version is $built, the project's $version: build it anew" >&2
     exit 1
 fi
 
 rm -rf "$out"/*.zip "$out"/*.msi "$out"/*.json "$out/winget" "$out/SHA256SUMS"
-python3 "$here/make_zip.py" "$stage" "$SOURCE_DATE_EPOCH" "$out/$name.zip"
-python3 "$here/make_msi.py" "$stage" "$version" "$SOURCE_DATE_EPOCH" "$out/$name.msi"
-python3 "$here/bill_of_materials.py" "$stage" "$version" "$SOURCE_DATE_EPOCH" "$commit" "$out/$name"
+python3 "$here/make_zip.py" "$shipped" "$SOURCE_DATE_EPOCH" "$out/$name.zip"
+python3 "$here/make_zip.py" "$symbols" "$SOURCE_DATE_EPOCH" "$out/$name-symbols.zip"
+python3 "$here/make_msi.py" "$shipped" "$version" "$SOURCE_DATE_EPOCH" "$out/$name.msi"
+python3 "$here/bill_of_materials.py" "$shipped" "$version" "$SOURCE_DATE_EPOCH" "$commit" "$out/$name"
 python3 "$here/winget_manifest.py" "$out/$name.msi" "$version" "$SOURCE_DATE_EPOCH" "$download" "$out/winget"
 (cd "$out" && find . -type f ! -name SHA256SUMS -printf '%P\n' | sort | xargs -d '\n' sha256sum >SHA256SUMS)
 cat "$out/SHA256SUMS"
