@@ -9,13 +9,13 @@ namespace Quil::Shared
 
 class [[nodiscard]] CqlElapsedTimer
 {
-public:
+  public:
     CqlElapsedTimer(CqlLogger& logger, const char* functionName) noexcept;
     ~CqlElapsedTimer();
     CqlElapsedTimer(const CqlElapsedTimer&) = delete;
     CqlElapsedTimer& operator=(const CqlElapsedTimer&) = delete;
 
-private:
+  private:
     CqlLogger& m_logger;
     const char* m_pFunctionName;
     ULONGLONG m_ullStart; // unbiased interrupt time, 100 ns units

@@ -1,9 +1,11 @@
 #include "shared/LogFile.h"
 
+#include "shared/LogLine.h"
 #include "shared/LogRotation.h"
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace Quil::Shared
@@ -12,8 +14,11 @@ namespace Quil::Shared
 namespace
 {
 
-constexpr std::size_t kBlock = 64 * 1024;
-constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
+constexpr std::size_t kBufferSize = std::size_t{64} * 1024;
+// Characters that are encoded in one go; they always fit into an empty buffer.
+constexpr std::size_t kPiece = 4096;
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kLineEnd = "\r\n";
 constexpr std::size_t kHeadCharacters = 24;
 
 // "Global\" and the path behind its first colon with dots for backslashes: every writer of the file finds the same
@@ -26,64 +31,6 @@ std::wstring MutexName(const std::wstring& path)
     return L"Global\\" + name;
 }
 
-// As the C run time's UTF-8 text stream writes it: line feeds become CR LF, a lone surrogate U+FFFD.
-void AppendUtf8(std::string& out, const std::wstring& text)
-{
-    const std::size_t start = out.size();
-    out.resize(start + text.size() * 3);
-    char* p = out.data() + start;
-    for (std::size_t i = 0; i < text.size(); ++i)
-    {
-        unsigned code = text[i];
-        if (code < 0x80)
-        {
-            if (code == L'\n')
-            {
-                *p++ = '\r';
-            }
-            *p++ = static_cast<char>(code);
-            continue;
-        }
-        if (code >= 0xD800 && code < 0xE000)
-        {
-            const bool pair = code < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000;
-            if (pair)
-            {
-                code = 0x10000 + ((code - 0xD800) << 10) + (static_cast<unsigned>(text[++i]) - 0xDC00);
-            }
-            else
-            {
-                code = 0xFFFD;
-            }
-        }
-        if (code < 0x800)
-        {
-            *p++ = static_cast<char>(0xC0 | code >> 6);
-        }
-        else
-        {
-            if (code < 0x10000)
-            {
-                *p++ = static_cast<char>(0xE0 | code >> 12);
-            }
-            else
-            {
-                *p++ = static_cast<char>(0xF0 | code >> 18);
-                *p++ = static_cast<char>(0x80 | (code >> 12 & 0x3F));
-            }
-            *p++ = static_cast<char>(0x80 | (code >> 6 & 0x3F));
-        }
-        *p++ = static_cast<char>(0x80 | (code & 0x3F));
-    }
-    out.resize(static_cast<std::size_t>(p - out.data()));
-}
-
-bool BeginsLikeALog(const char* head) noexcept
-{
-    return head[4] == '/' && head[7] == '/' && head[10] == ' ' && head[13] == ':' && head[16] == ':' &&
-           head[19] == '.' && head[23] == '|';
-}
-
 } // namespace
 
 CLogFile::CLogFile(std::wstring path, DWORD maximumKilobytes)
@@ -94,23 +41,25 @@ CLogFile::CLogFile(std::wstring path, DWORD maximumKilobytes)
     if (!m_strPath.empty())
     {
         m_hMutex.Reset(CreateMutexW(nullptr, FALSE, MutexName(m_strPath).c_str()));
+        m_buffer.reset(new (std::nothrow) char[kBufferSize]);
     }
 }
 
-bool CLogFile::Acquire()
+bool CLogFile::Acquire() noexcept
 {
-    if (!m_hMutex)
+    if (!IsUsable())
     {
         return false;
     }
-    DWORD owned = 0; // other threads of this process may own the mutex until the wait ends
+    DWORD owned = 0; // until the wait ends m_dwOwnerships belongs to the thread that owns the mutex
     DWORD waited = WaitForSingleObject(m_hMutex.Get(), INFINITE);
     if (waited == WAIT_ABANDONED)
     {
-        // The wait that found the mutex abandoned is an ownership of its own.
+        // The wait that finds the mutex abandoned is an ownership of its own.
         ++owned;
         waited = WaitForSingleObject(m_hMutex.Get(), INFINITE);
     }
+    const bool abandoned = owned != 0;
     if (waited == WAIT_OBJECT_0)
     {
         ++owned;
@@ -120,113 +69,166 @@ bool CLogFile::Acquire()
         return false;
     }
     m_dwOwnerships = owned;
-    if (waited == WAIT_OBJECT_0 && Open())
+    if (waited != WAIT_OBJECT_0 || !Open())
     {
-        return true;
+        Release();
+        return false;
     }
-    Release();
-    return false;
+    if (abandoned)
+    {
+        EndTornLine();
+    }
+    return true;
 }
 
-void CLogFile::Release()
+void CLogFile::Release() noexcept
 {
     Flush();
     m_hFile.Reset();
-    for (; m_dwOwnerships != 0; --m_dwOwnerships)
+    for (DWORD owned = std::exchange(m_dwOwnerships, 0); owned != 0; --owned)
     {
         static_cast<void>(ReleaseMutex(m_hMutex.Get()));
     }
 }
 
-bool CLogFile::Open()
+bool CLogFile::Open() noexcept
 {
     m_hFile.Reset();
-    m_hFile.Reset(CreateFileW(m_strPath.c_str(), FILE_READ_DATA | FILE_READ_ATTRIBUTES | FILE_APPEND_DATA | SYNCHRONIZE,
+    // Without FILE_WRITE_DATA every write goes to the end of the file.
+    m_hFile.Reset(CreateFileW(m_strPath.c_str(), FILE_GENERIC_READ | FILE_APPEND_DATA,
                               FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
                               nullptr));
     return static_cast<bool>(m_hFile);
 }
 
-void CLogFile::Flush()
+// A writer that was ended while it owned the mutex may have left a part of a line: the next line starts on its own.
+void CLogFile::EndTornLine() noexcept
 {
-    if (m_strBuffer.empty() || !m_hFile)
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(m_hFile.Get(), &size) || size.QuadPart <= static_cast<LONGLONG>(kByteOrderMark.size()))
     {
-        m_strBuffer.clear();
         return;
     }
-    LARGE_INTEGER size{};
-    DWORD written = 0;
-    if (GetFileSizeEx(m_hFile.Get(), &size) && size.QuadPart == 0)
+    char last = '\n';
+    DWORD read = 0;
+    OVERLAPPED position{};
+    --size.QuadPart;
+    position.Offset = size.LowPart;
+    position.OffsetHigh = static_cast<DWORD>(size.HighPart);
+    if (ReadFile(m_hFile.Get(), &last, 1, &read, &position) && read == 1 && last != '\n')
     {
-        m_strBuffer.insert(0, kByteOrderMark);
+        std::memcpy(m_buffer.get(), kLineEnd.data(), kLineEnd.size());
+        m_nBuffered = kLineEnd.size();
     }
-    // A full disk loses the lines: there is nobody to tell.
-    static_cast<void>(
-        WriteFile(m_hFile.Get(), m_strBuffer.data(), static_cast<DWORD>(m_strBuffer.size()), &written, nullptr));
-    m_strBuffer.clear();
 }
 
 void CLogFile::RotateForeignFile()
 {
-    // The longest head: a byte-order mark and the characters of a line's prefix, which are all ASCII.
-    char head[3 + kHeadCharacters]{};
+    if (IsForeign())
+    {
+        static_cast<void>(CheckSize(true)); // what cannot be moved away stays
+    }
+}
+
+// True for contents that do not begin with a line, or cannot be read; a byte-order mark alone is no contents.
+bool CLogFile::IsForeign() const noexcept
+{
+    // No character takes more than three bytes for each of its UTF-16 units.
+    char head[kByteOrderMark.size() + kHeadCharacters * 3];
     DWORD length = 0;
-    const BOOL read = ReadFile(m_hFile.Get(), head, sizeof head, &length, nullptr);
-    const bool marked = length >= 3 && std::memcmp(head, kByteOrderMark, 3) == 0;
-    const DWORD skipped = marked ? 3 : 0;
-    if (read && length == skipped)
+    OVERLAPPED start{};
+    if (!ReadFile(m_hFile.Get(), head, sizeof head, &length, &start))
     {
-        return; // empty
+        return GetLastError() != ERROR_HANDLE_EOF;
     }
-    if (!read || length - skipped < kHeadCharacters || !BeginsLikeALog(head + skipped))
+    std::string_view bytes{head, length};
+    if (bytes.substr(0, kByteOrderMark.size()) == kByteOrderMark)
     {
-        static_cast<void>(RotateWhenNeeded(true)); // what cannot be moved away stays
+        bytes.remove_prefix(kByteOrderMark.size());
     }
-}
-
-void CLogFile::WriteLine(const std::wstring& line)
-{
-    const int writes = m_nWritesSinceCheck++;
-    // Deliberate: the product is 32-bit arithmetic, and so is the comparison.
-    if (static_cast<DWORD>(writes) > m_dwMaximumKilobytes * 10)
-    {
-        m_nWritesSinceCheck = RotateWhenNeeded(false) ? 0 : m_nWritesSinceCheck / 2;
-    }
-    AppendUtf8(m_strBuffer, line);
-    m_strBuffer += "\r\n";
-    if (m_strBuffer.size() >= kBlock)
-    {
-        Flush();
-    }
-}
-
-bool CLogFile::IsTooLarge(const WIN32_FILE_ATTRIBUTE_DATA& attributes) const noexcept
-{
-    if (m_dwMaximumKilobytes < 1)
+    if (bytes.empty())
     {
         return false;
     }
-    const ULONGLONG size = ULONGLONG{attributes.nFileSizeHigh} << 32 | attributes.nFileSizeLow;
-    return size > ULONGLONG{m_dwMaximumKilobytes} * 1024;
+    wchar_t characters[sizeof head];
+    const int count = MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), characters,
+                                          static_cast<int>(sizeof head));
+    return !BeginsLikeLogLine({characters, static_cast<std::size_t>(count)});
 }
 
-bool CLogFile::RotateWhenNeeded(bool force)
+void CLogFile::WriteLine(std::wstring_view line)
 {
-    Flush(); // so that the size on disk is the size so far
+    const auto writes = static_cast<DWORD>(m_nWritesSinceCheck);
+    m_nWritesSinceCheck = static_cast<int>(writes + 1);
+    // Deliberate: the product is 32-bit arithmetic, and so is the comparison.
+    if (writes > m_dwMaximumKilobytes * 10)
+    {
+        m_nWritesSinceCheck = CheckSize(false) ? 0 : m_nWritesSinceCheck / 2;
+    }
+
+    const std::size_t longest = MaximumUtf8Length(std::min(line.size(), kPiece)) + kLineEnd.size();
+    if (kBufferSize - m_nBuffered < longest + kByteOrderMark.size())
+    {
+        Flush();
+    }
+    while (line.size() > kPiece)
+    {
+        // A pair of surrogates is not cut in two.
+        const bool pair = line[kPiece - 1] >= 0xD800 && line[kPiece - 1] < 0xDC00;
+        const std::size_t length = pair ? kPiece - 1 : kPiece;
+        Put(line.substr(0, length));
+        Flush();
+        line.remove_prefix(length);
+    }
+    Put(line);
+    std::memcpy(m_buffer.get() + m_nBuffered, kLineEnd.data(), kLineEnd.size());
+    m_nBuffered += kLineEnd.size();
+}
+
+void CLogFile::Put(std::wstring_view text) noexcept
+{
+    // A new file begins with a byte-order mark.
+    LARGE_INTEGER size{};
+    if (m_nBuffered == 0 && m_hFile && GetFileSizeEx(m_hFile.Get(), &size) && size.QuadPart == 0)
+    {
+        std::memcpy(m_buffer.get(), kByteOrderMark.data(), kByteOrderMark.size());
+        m_nBuffered = kByteOrderMark.size();
+    }
+    m_nBuffered = static_cast<std::size_t>(EncodeUtf8(m_buffer.get() + m_nBuffered, text) - m_buffer.get());
+}
+
+void CLogFile::Flush() noexcept
+{
+    const auto length = static_cast<DWORD>(std::exchange(m_nBuffered, 0));
+    if (length != 0 && m_hFile)
+    {
+        DWORD written = 0;
+        static_cast<void>(WriteFile(m_hFile.Get(), m_buffer.get(), length, &written, nullptr));
+    }
+}
+
+// True when the live file was moved away.
+bool CLogFile::CheckSize(bool force)
+{
+    Flush(); // the check sees everything that was written
     WIN32_FILE_ATTRIBUTE_DATA attributes{};
     if (!GetFileAttributesExW(m_strPath.c_str(), GetFileExInfoStandard, &attributes))
     {
         return false;
     }
+    if (!force && !IsLogTooLarge(m_dwMaximumKilobytes, attributes.nFileSizeHigh, attributes.nFileSizeLow))
+    {
+        return false;
+    }
     CLogFileNames names;
-    if ((!force && !IsTooLarge(attributes)) || !names.Split(m_strPath))
+    if (!names.Split(m_strPath))
     {
         return false;
     }
     ShiftNumberedLogs(names);
     m_hFile.Reset();
     const bool moved = MoveFileW(m_strPath.c_str(), names.Numbered(1).c_str()) != FALSE;
-    static_cast<void>(Open()); // without a file the lines of this batch are lost
+    static_cast<void>(Open()); // when it fails, what is written until the next acquisition is lost
     return moved;
 }
 

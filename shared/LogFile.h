@@ -1,12 +1,14 @@
-// A UTF-8 log file that several processes append to: opened and held only while its mutex is owned, kept below a size
-// by rotation. Only the thread that owns the mutex uses the object, so threads of one process take turns as well.
+// A UTF-8 log file that several processes append to: open only while its mutex is owned, kept below a size by rotation.
+// Only the thread that owns the mutex uses the object, so threads of one process take turns as well.
 #pragma once
 
 #include "shared/UniqueHandle.h"
 
 #include <windows.h>
 
+#include <memory>
 #include <string>
+#include <string_view>
 
 namespace Quil::Shared
 {
@@ -14,26 +16,32 @@ namespace Quil::Shared
 class CLogFile
 {
   public:
-    // An empty path: nothing is ever written. maximumKilobytes: size at which a check rotates.
+    // An empty path: nothing is ever written. maximumKilobytes: the size beyond which a check rotates.
     CLogFile(std::wstring path, DWORD maximumKilobytes);
     CLogFile(const CLogFile&) = delete;
     CLogFile& operator=(const CLogFile&) = delete;
 
-    // Waits for the file's mutex and opens the file; false when there is none or it cannot be opened.
-    bool Acquire();
-    // Writes what is buffered, closes the file and gives the mutex back as often as it was taken.
-    void Release();
+    // False when nothing can ever be written: no path or no mutex.
+    bool IsUsable() const noexcept { return m_hMutex && m_buffer != nullptr; }
 
-    // While acquired: rotates at once when the file does not begin like a log.
+    // Waits for the mutex and opens the file; false when there is no mutex or the file cannot be opened.
+    bool Acquire() noexcept;
+    // Writes what is buffered, closes the file and gives the mutex back as often as it was taken.
+    void Release() noexcept;
+
+    // While acquired: rotates at once when the file has contents that do not begin with a line.
     void RotateForeignFile();
-    // While acquired: one line and its end, after a size check when one is due.
-    void WriteLine(const std::wstring& line);
+    // While acquired: a size check when one is due, then the line and its end into the buffer.
+    void WriteLine(std::wstring_view line);
+    // While acquired: puts what is buffered into the file. A full disk loses it: there is nobody to tell.
+    void Flush() noexcept;
 
   private:
-    bool Open();
-    void Flush();
-    bool IsTooLarge(const WIN32_FILE_ATTRIBUTE_DATA& attributes) const noexcept;
-    bool RotateWhenNeeded(bool force);
+    bool Open() noexcept;
+    void EndTornLine() noexcept;
+    void Put(std::wstring_view text) noexcept;
+    bool IsForeign() const noexcept;
+    bool CheckSize(bool force);
 
     const std::wstring m_strPath;
     const DWORD m_dwMaximumKilobytes;
@@ -41,7 +49,8 @@ class CLogFile
     CUniqueHandle m_hMutex;
     DWORD m_dwOwnerships{0}; // of the mutex
     CUniqueHandle m_hFile;
-    std::string m_strBuffer; // UTF-8, not yet in the file
+    std::unique_ptr<char[]> m_buffer; // UTF-8, whole lines where they fit
+    std::size_t m_nBuffered{0};
 };
 
 } // namespace Quil::Shared

@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <string>
+#include <string_view>
 
 namespace Quil::Shared
 {
@@ -22,29 +23,35 @@ class CqlLogListener
         Console = 16
     };
 
-    // One record; time and thread are taken when it is built. Copies carry the cached texts with them.
+    // One record; time and thread are taken when it is built.
+    // A record that is built from texts only refers to them, so that the logging caller copies nothing; a copy of a
+    // record owns its texts. Copies carry the cached level name and line with them.
     class LogData
     {
       public:
-        LogData(int level, const char* functionName, std::wstring message);
-        LogData(const LogData& other) = default;
-        LogData(LogData&& other) = default;
+        // Both texts end in a NUL and outlive the record. A null name counts as empty.
+        LogData(int level, const char* functionName, std::wstring_view message) noexcept;
+        LogData(const LogData& other);
+        // Uses the memory of the texts that it had before.
+        LogData& operator=(const LogData& other);
         virtual ~LogData() = default;
-        LogData& operator=(const LogData&) = delete;
 
-        const std::string& FunctionName() const noexcept { return m_strFunctionName; }
-        const std::wstring& Message() const noexcept { return m_strMessage; }
+        // Both end in a NUL.
+        std::string_view FunctionName() const noexcept { return m_functionName; }
+        std::wstring_view Message() const noexcept { return m_message; }
         int Level() const noexcept { return m_nLevel; }
         // The line without its end, made on the first call and kept.
         const std::wstring& Line() const;
 
       private:
-        std::string m_strFunctionName;
+        std::string_view m_functionName;
+        std::wstring_view m_message;
+        std::string m_strFunctionName; // what the views of a copy refer to
         std::wstring m_strMessage;
         int m_nLevel;
-        SYSTEMTIME m_timeStamp{};
+        SYSTEMTIME m_timeStamp;
         DWORD m_dwThreadId;
-        mutable std::wstring m_strLevelName;
+        mutable std::wstring_view m_levelName; // empty until the line is made
         mutable std::wstring m_strLine;
     };
 

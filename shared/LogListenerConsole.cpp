@@ -11,7 +11,7 @@ CqlLogListenerConsole::CqlLogListenerConsole(int minimumLevel) : CqlLogListener{
 
 void CqlLogListenerConsole::Write(const LogData& record)
 {
-    PrintText(L"%S : %s\r\n", record.FunctionName(), record.Message());
+    PrintText(L"%S : %s\r\n", record.FunctionName().data(), record.Message().data());
 }
 
 DWORD CqlLogListenerConsole::Type() const

@@ -30,7 +30,7 @@ void CqlLogListenerDebug::Write(const LogData& record)
     const std::unique_ptr<wchar_t[]> buffer{new (std::nothrow) wchar_t[size]};
     if (buffer != nullptr)
     {
-        FormatInto(buffer.get(), size, L"%S : %s\r\n", record.FunctionName().c_str(), record.Message().c_str());
+        FormatInto(buffer.get(), size, L"%S : %s\r\n", record.FunctionName().data(), record.Message().data());
         OutputDebugStringW(buffer.get());
     }
 }

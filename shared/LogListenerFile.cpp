@@ -7,6 +7,8 @@
 
 #include <shlobj.h>
 
+#include <utility>
+
 namespace Quil::Shared
 {
 
@@ -30,12 +32,35 @@ std::wstring ProgramLogPath()
     return path.size() < MAX_PATH ? path : std::wstring{};
 }
 
-// Empty when the folder cannot be made.
+// Empty when the folder cannot be made or the path is too long.
 std::wstring GivenLogPath(const std::wstring& path)
 {
     const int made = SHCreateDirectoryExW(nullptr, DirectoryOf(path).c_str(), nullptr);
-    return made == ERROR_SUCCESS || made == ERROR_ALREADY_EXISTS || made == ERROR_FILE_EXISTS ? path : std::wstring{};
+    const bool there = made == ERROR_SUCCESS || made == ERROR_ALREADY_EXISTS || made == ERROR_FILE_EXISTS;
+    return there && path.size() < MAX_PATH ? path : std::wstring{};
 }
+
+// The file for a scope, when it could be had.
+class CFileHold
+{
+  public:
+    explicit CFileHold(CLogFile& file) noexcept : m_file{file}, m_bHeld{file.Acquire()} {}
+    ~CFileHold()
+    {
+        if (m_bHeld)
+        {
+            m_file.Release();
+        }
+    }
+    CFileHold(const CFileHold&) = delete;
+    CFileHold& operator=(const CFileHold&) = delete;
+
+    explicit operator bool() const noexcept { return m_bHeld; }
+
+  private:
+    CLogFile& m_file;
+    const bool m_bHeld;
+};
 
 } // namespace
 
@@ -51,39 +76,38 @@ CqlLogListenerFile::CqlLogListenerFile(bool queuedWrites, int minimumLevel, cons
     Initialize(GivenLogPath(path));
 }
 
-void CqlLogListenerFile::Initialize(const std::wstring& path)
+void CqlLogListenerFile::Initialize(std::wstring path)
 {
     const CLogPolicy policy;
-    const DWORD maximum = policy.Number(L"MaxLogSize", false).value_or(0);
-    m_pFile = std::make_shared<CLogFile>(path, maximum != 0 ? maximum : kDefaultMaximumKilobytes);
-
-    const bool acquired = m_pFile->Acquire();
-    if (acquired)
+    m_pFile =
+        std::make_shared<CLogFile>(std::move(path), policy.Number(L"MaxLogSize").value_or(kDefaultMaximumKilobytes));
+    const CFileHold hold{*m_pFile};
+    if (hold)
     {
         m_pFile->RotateForeignFile();
     }
-    m_bQueuedWrites = policy.Number(L"QueuedWrites", true).value_or(m_bQueuedWrites ? 1 : 0) != 0;
+    m_bQueuedWrites = policy.Flag(L"QueuedWrites").value_or(m_bQueuedWrites);
     if (m_bQueuedWrites)
     {
         m_pQueue = std::make_unique<CLogQueue>(m_pFile);
-    }
-    if (acquired)
-    {
-        m_pFile->Release();
     }
 }
 
 void CqlLogListenerFile::Write(const LogData& record)
 {
+    if (!m_pFile->IsUsable())
+    {
+        return;
+    }
     if (m_pQueue != nullptr)
     {
         m_pQueue->Push(record);
         return;
     }
-    if (m_pFile->Acquire())
+    const CFileHold hold{*m_pFile};
+    if (hold)
     {
         m_pFile->WriteLine(record.Line());
-        m_pFile->Release();
     }
 }
 

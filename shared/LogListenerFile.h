@@ -28,7 +28,7 @@ class CqlLogListenerFile final : public CqlLogListener
     DWORD Type() const override;
 
   private:
-    void Initialize(const std::wstring& path);
+    void Initialize(std::wstring path);
 
     bool m_bQueuedWrites;
     std::shared_ptr<CLogFile> m_pFile;

@@ -81,6 +81,17 @@ std::wstring TextOf(const RawValue& value)
     return text;
 }
 
+// 0 for a value of fewer bytes.
+DWORD NumberOf(const RawValue& value) noexcept
+{
+    DWORD number = 0;
+    if (value.bytes.size() == sizeof number)
+    {
+        std::memcpy(&number, value.bytes.data(), sizeof number);
+    }
+    return number;
+}
+
 } // namespace
 
 std::wstring ProgramBaseName()
@@ -137,16 +148,27 @@ std::optional<int> CLogPolicy::Level(const wchar_t* valueName) const
     return std::nullopt;
 }
 
-std::optional<DWORD> CLogPolicy::Number(const wchar_t* valueName, bool anyType) const
+std::optional<DWORD> CLogPolicy::Number(const wchar_t* valueName) const
 {
     for (const CUniqueRegistryKey* const key : {&m_programKey, &m_productKey})
     {
         const std::optional<RawValue> value = Read(*key, valueName, sizeof(DWORD));
-        if (value && value->bytes.size() == sizeof(DWORD) && (anyType || value->type == REG_DWORD))
+        if (value && value->type == REG_DWORD && NumberOf(*value) != 0)
         {
-            DWORD number = 0;
-            std::memcpy(&number, value->bytes.data(), sizeof(number));
-            return number;
+            return NumberOf(*value);
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<bool> CLogPolicy::Flag(const wchar_t* valueName) const
+{
+    for (const CUniqueRegistryKey* const key : {&m_programKey, &m_productKey})
+    {
+        const std::optional<RawValue> value = Read(*key, valueName, sizeof(DWORD));
+        if (value && value->bytes.size() == sizeof(DWORD))
+        {
+            return NumberOf(*value) != 0;
         }
     }
     return std::nullopt;

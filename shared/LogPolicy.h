@@ -24,10 +24,14 @@ class CLogPolicy
   public:
     explicit CLogPolicy(const wchar_t* productName = nullptr);
 
-    // The level that a REG_SZ value of at most 256 bytes names; nothing when the value is absent or empty.
+    // A value that is not what its reader takes counts as missing, so that the other key's value is looked at.
+
+    // The level that a REG_SZ value of at most 256 bytes names; an empty text counts as missing.
     std::optional<int> Level(const wchar_t* valueName) const;
-    // A value of exactly 4 bytes, of the type given.
-    std::optional<DWORD> Number(const wchar_t* valueName, bool anyType) const;
+    // A REG_DWORD value that is not 0.
+    std::optional<DWORD> Number(const wchar_t* valueName) const;
+    // Whether a value of 4 bytes, of any type, is not 0.
+    std::optional<bool> Flag(const wchar_t* valueName) const;
     // The mask of listeners that LoggingType names; 0 when it is absent or names none.
     DWORD ListenerMask() const;
 

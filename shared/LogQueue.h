@@ -5,8 +5,6 @@
 #include "shared/LogFile.h"
 #include "shared/LogListener.h"
 
-#include <windows.h>
-
 #include <memory>
 
 namespace Quil::Shared
@@ -28,9 +26,7 @@ class CLogQueue
   private:
     struct State;
 
-    static DWORD WINAPI Work(void* parameter);
-
-    const std::shared_ptr<State> m_state;
+    const std::shared_ptr<State> m_pState;
 };
 
 } // namespace Quil::Shared

@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <utility>
-#include <vector>
 
 namespace Quil::Shared
 {
@@ -18,32 +17,47 @@ namespace
 
 constexpr std::size_t kFullHouse = 9;
 
-struct OldLog
+std::vector<COldLog> FindOldLogs(const CLogFileNames& names)
 {
-    std::wstring path;
-    FILETIME written;
-};
-
-// Every file base_*.log, oldest first.
-std::vector<OldLog> FindOldLogs(const CLogFileNames& names)
-{
-    std::vector<OldLog> logs;
+    std::vector<COldLog> logs;
     WIN32_FIND_DATAW data{};
     const CUniqueFind find{FindFirstFileW((names.strBase + L"_*.log").c_str(), &data)};
-    if (find)
+    for (BOOL found = static_cast<bool>(find); found; found = FindNextFileW(find.Get(), &data))
     {
-        do
+        if ((data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
         {
-            logs.push_back({names.strFolder + data.cFileName, data.ftLastWriteTime});
-        } while (FindNextFileW(find.Get(), &data));
+            const FILETIME& time = data.ftLastWriteTime;
+            logs.push_back(
+                {names.strFolder + data.cFileName, std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime});
+        }
     }
-    std::stable_sort(logs.begin(), logs.end(), [](const OldLog& left, const OldLog& right) {
-        return CompareFileTime(&left.written, &right.written) < 0;
-    });
     return logs;
 }
 
 } // namespace
+
+CRotationPlan PlanRotation(std::vector<COldLog> logs)
+{
+    // Files of the same instant keep the order of their numbers: the higher one is the older one.
+    std::sort(logs.begin(), logs.end(), [](const COldLog& left, const COldLog& right) {
+        return left.ullLastWrite != right.ullLastWrite ? left.ullLastWrite < right.ullLastWrite
+                                                       : left.strPath > right.strPath;
+    });
+    CRotationPlan plan;
+    for (COldLog& log : logs)
+    {
+        // Deliberate: exactly nine. With more nothing is deleted.
+        const bool deleted = logs.size() == kFullHouse && &log == &logs.front();
+        (deleted ? plan.vecToDelete : plan.vecToRename).push_back(std::move(log.strPath));
+    }
+    return plan;
+}
+
+bool IsLogTooLarge(std::uint32_t maximumKilobytes, std::uint32_t sizeHigh, std::uint32_t sizeLow) noexcept
+{
+    // Deliberate: a file of 4 GiB and more is too large whatever the maximum is.
+    return maximumKilobytes >= 1 && (sizeHigh != 0 || sizeLow > std::uint64_t{maximumKilobytes} * 1024);
+}
 
 bool CLogFileNames::Split(const std::wstring& path)
 {
@@ -66,9 +80,9 @@ bool CLogFileNames::Split(const std::wstring& path)
     return true;
 }
 
-std::wstring CLogFileNames::Numbered(unsigned number) const
+std::wstring CLogFileNames::Numbered(std::size_t number) const
 {
-    return strBase + FormatText(L"_%04d.log", number);
+    return strBase + FormatText(L"_%04d.log", Low32(number));
 }
 
 // With three old files:
@@ -78,33 +92,33 @@ std::wstring CLogFileNames::Numbered(unsigned number) const
 //   _0001 (newest)  ->  _lo2.tmp  ->  _0002      all first steps before all second steps: names never collide
 void ShiftNumberedLogs(const CLogFileNames& names)
 {
-    std::vector<OldLog> logs = FindOldLogs(names);
-    // Deliberate: exactly nine. With more nothing is deleted.
-    if (logs.size() == kFullHouse)
+    const CRotationPlan plan = PlanRotation(FindOldLogs(names));
+    for (const std::wstring& path : plan.vecToDelete)
     {
-        static_cast<void>(DeleteFileW(logs.front().path.c_str()));
-        logs.erase(logs.begin());
+        static_cast<void>(DeleteFileW(path.c_str()));
     }
 
-    std::vector<std::pair<std::wstring, std::wstring>> moved; // temporary name, final name
-    unsigned number = static_cast<unsigned>(logs.size()) + 1;
-    for (const OldLog& log : logs)
+    std::vector<std::pair<std::wstring, std::wstring>> renamed; // temporary name, final name
+    renamed.reserve(plan.vecToRename.size());
+    std::size_t number = plan.vecToRename.size() + 1;
+    for (const std::wstring& path : plan.vecToRename)
     {
         wchar_t temporary[MAX_PATH]{};
-        // Deliberate: an 8-bit number; 256 becomes 0, for which the system makes the file itself.
+        // Deliberate: an 8-bit number. 256 becomes 0, for which the system creates the file; 258 meets 2 again.
         if (GetTempFileNameW(names.strFolder.c_str(), L"_log_", static_cast<BYTE>(number), temporary) == 0)
         {
             break;
         }
         static_cast<void>(DeleteFileW(temporary));
-        if (!MoveFileW(log.path.c_str(), temporary))
+        std::wstring final = names.Numbered(number);
+        if (!MoveFileW(path.c_str(), temporary))
         {
             break;
         }
-        moved.emplace_back(temporary, names.Numbered(number));
+        renamed.emplace_back(temporary, std::move(final));
         --number;
     }
-    for (const auto& [temporary, final] : moved)
+    for (const auto& [temporary, final] : renamed)
     {
         static_cast<void>(MoveFileW(temporary.c_str(), final.c_str()));
     }

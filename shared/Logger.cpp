@@ -6,12 +6,12 @@
 #include "shared/LogListenerEvent.h"
 #include "shared/LogListenerFile.h"
 #include "shared/LogPolicy.h"
+#include "shared/SectionLock.h"
 #include "shared/WideText.h"
 
 #include <algorithm>
 #include <cstdarg>
 #include <cstring>
-#include <mutex>
 #include <new>
 #include <utility>
 
@@ -21,77 +21,113 @@ namespace Quil::Shared
 namespace
 {
 
-constexpr std::size_t kBufferSize = 512;
-// Deliberate: 8096, not 8192.
-constexpr std::size_t kLargestBufferSize = 8096;
 // Calls that are still inside when the process ends are waited for at most this long.
-constexpr int kDestructionRounds = 200;
+constexpr ULONGLONG kExitPatienceMilliseconds = 1000;
 
-// Null when memory ran out.
-template <typename Listener, typename... Args> std::unique_ptr<CqlLogListener> TryMake(Args... args)
+class CCreationLock
 {
-    return std::unique_ptr<CqlLogListener>{new (std::nothrow) Listener{args...}};
-}
+  public:
+    explicit CCreationLock(SRWLOCK& lock) noexcept : m_lock{lock} { AcquireSRWLockExclusive(&m_lock); }
+    ~CCreationLock() { ReleaseSRWLockExclusive(&m_lock); }
+    CCreationLock(const CCreationLock&) = delete;
+    CCreationLock& operator=(const CCreationLock&) = delete;
 
-// Owns the process's logger. At process exit the listeners go; the logger itself stays, shut, because a thread-pool or
-// reading thread may still be about to log.
-struct InstanceOwner
-{
-    std::mutex lock; // guards pLogger
-    std::unique_ptr<CqlLogger> pLogger;
-
-    ~InstanceOwner()
-    {
-        if (pLogger != nullptr)
-        {
-            pLogger->Shut();
-            static_cast<void>(pLogger.release());
-        }
-    }
+  private:
+    SRWLOCK& m_lock;
 };
 
-InstanceOwner& Owner()
+// Null when memory ran out.
+template <typename Listener, typename... Args> std::unique_ptr<CqlLogListener> TryMake(Args... args) noexcept
 {
-    static InstanceOwner owner;
-    return owner;
+    try
+    {
+        return std::unique_ptr<CqlLogListener>{new (std::nothrow) Listener{args...}};
+    }
+    catch (...)
+    {
+        return nullptr;
+    }
 }
 
 } // namespace
 
+// Creation and end of the process's logger.
+struct CqlLogger::Instance
+{
+    // From the first call on the end of the process finds the logger that is in place then.
+    static void ExpectEnd() noexcept { static const Instance ending; }
+
+    // At process exit the listeners go. The logger itself stays, shut, because a thread-pool or reading thread may
+    // still be about to log.
+    ~Instance()
+    {
+        const CCreationLock guard{s_lock};
+        s_bEnded = true;
+        if (CqlLogger* const logger = s_pInstance.load())
+        {
+            logger->Shut();
+        }
+    }
+
+    static inline SRWLOCK s_lock = SRWLOCK_INIT;
+    static inline bool s_bEnded = false; // guarded by s_lock
+};
+
 std::atomic<CqlLogger*> CqlLogger::s_pInstance{nullptr};
+
+// Registers the call with its logger, so that the end of the process waits for it. Not admitted once that has begun.
+class CqlLogger::CCallInside
+{
+  public:
+    explicit CCallInside(CqlLogger& logger) noexcept : m_logger{logger}
+    {
+        ++m_logger.m_nCallsInside;
+        m_bAdmitted = !m_logger.m_bShut;
+    }
+    ~CCallInside() { --m_logger.m_nCallsInside; }
+    CCallInside(const CCallInside&) = delete;
+    CCallInside& operator=(const CCallInside&) = delete;
+
+    explicit operator bool() const noexcept { return m_bAdmitted; }
+
+  private:
+    CqlLogger& m_logger;
+    bool m_bAdmitted;
+};
 
 CqlLogger* CqlLogger::CreateInstance() noexcept
 {
     const CLastErrorKeeper keeper;
+    const CCreationLock guard{Instance::s_lock};
+    CqlLogger* logger = s_pInstance.load();
+    if (logger != nullptr || Instance::s_bEnded)
+    {
+        return logger;
+    }
     try
     {
-        InstanceOwner& owner = Owner();
-        const std::lock_guard guard{owner.lock};
-        if (owner.pLogger == nullptr)
-        {
-            owner.pLogger.reset(new (std::nothrow) CqlLogger{TraceIn, kDefaultListenerMask});
-            s_pInstance.store(owner.pLogger.get(), std::memory_order_release);
-        }
-        return owner.pLogger.get();
+        Instance::ExpectEnd();
+        logger = new (std::nothrow) CqlLogger{TraceIn, kDefaultListenerMask};
     }
     catch (...)
     {
-        return nullptr; // a later call tries again
+        logger = nullptr; // a later call tries again
     }
+    s_pInstance.store(logger, std::memory_order_release);
+    return logger;
 }
 
 std::unique_ptr<CqlLogger> CqlLogger::ExchangeInstance(std::unique_ptr<CqlLogger> logger) noexcept
 {
-    InstanceOwner& owner = Owner();
-    const std::lock_guard guard{owner.lock};
-    owner.pLogger.swap(logger);
-    s_pInstance.store(owner.pLogger.get(), std::memory_order_release);
-    return logger;
+    const CCreationLock guard{Instance::s_lock};
+    Instance::ExpectEnd();
+    return std::unique_ptr<CqlLogger>{s_pInstance.exchange(logger.release())};
 }
 
-CqlLogger::CqlLogger() noexcept
-    : m_nBufferSize{std::min(kBufferSize, kLargestBufferSize)}, m_nListeners{0}, m_nMinimumLevel{Never},
-      m_nMaximumLevel{Error}, m_bDiagnostics{false}, m_pFileListener{nullptr}, m_nLongestName{0}
+CqlLogger::CqlLogger(std::size_t bufferSize) noexcept
+    : m_nBufferSize{std::clamp(bufferSize, std::size_t{1}, kMaximumBufferSize)}, m_nListeners{0},
+      m_nMinimumLevel{Never}, m_nMaximumLevel{Error}, m_bDiagnostics{false}, m_nCallsInside{0}, m_bShut{false},
+      m_pFileListener{nullptr}, m_nLongestName{0}
 {
     InitializeCriticalSection(&m_timingLock);
 }
@@ -131,33 +167,34 @@ CqlLogger::CqlLogger(int defaultMinimumLevel, DWORD defaultListenerMask) : CqlLo
 CqlLogger::~CqlLogger()
 {
     Shut();
-    DeleteCriticalSection(&m_timingLock);
 }
 
+// Lets no further call in, waits for those that are inside, then destroys listeners in table order and the statistics.
 void CqlLogger::Shut() noexcept
 {
-    m_nMinimumLevel.store(Never);
-    m_nMaximumLevel.store(Error);
-    m_bDiagnostics.store(false);
-    for (int round = 0; m_nCallsInside.load() != 0; ++round)
+    if (m_bShut.exchange(true))
     {
-        if (round == kDestructionRounds)
-        {
-            // A call hangs inside a listener: all of them stay, so that it finds them when it goes on.
-            for (std::unique_ptr<CqlLogListener>& listener : m_listeners)
-            {
-                static_cast<void>(listener.release());
-            }
-            break;
-        }
-        Sleep(5);
+        return;
     }
-    m_pFileListener = nullptr;
+    m_nMinimumLevel = Never;
+    m_nMaximumLevel = Error;
+    m_bDiagnostics = false;
+    const ULONGLONG started = GetTickCount64();
+    while (m_nCallsInside != 0)
+    {
+        if (GetTickCount64() - started > kExitPatienceMilliseconds)
+        {
+            return; // A call hangs in a listener: everything stays where it is, so that it finds it when it goes on.
+        }
+        static_cast<void>(SwitchToThread());
+    }
     for (std::unique_ptr<CqlLogListener>& listener : m_listeners)
     {
         listener.reset();
     }
-    m_nListeners = 0;
+    m_pFileListener = nullptr;
+    m_timings.clear();
+    DeleteCriticalSection(&m_timingLock);
 }
 
 bool CqlLogger::AddListener(std::unique_ptr<CqlLogListener> listener) noexcept
@@ -166,7 +203,7 @@ bool CqlLogger::AddListener(std::unique_ptr<CqlLogListener> listener) noexcept
     {
         return false;
     }
-    // Deliberate: a listener that could not be made leaves a hole in the table, which logging skips.
+    // A listener that could not be made leaves a hole in the table, which logging skips.
     CqlLogListener* const added = listener.get();
     m_listeners[m_nListeners++] = std::move(listener);
     if (added == nullptr)
@@ -185,47 +222,76 @@ bool CqlLogger::AddListener(std::unique_ptr<CqlLogListener> listener) noexcept
 
 void CqlLogger::Log(int level, const char* functionName, const wchar_t* format, ...) noexcept
 {
+    // Without listeners the range is empty.
     if (!IsEnabled(level))
     {
         return;
     }
-    const CLastErrorKeeper keeper;
-    ++m_nCallsInside;
-    // Asked again now that Shut waits for this call.
-    if (level >= m_nMinimumLevel.load() && level <= m_nMaximumLevel.load())
+    const CCallInside call{*this};
+    if (!call)
     {
-        wchar_t message[kBufferSize];
-        std::size_t length = 0;
-        if (format != nullptr && *format != L'\0')
+        return;
+    }
+    const CLastErrorKeeper keeper;
+    if (format == nullptr)
+    {
+        Hand(level, functionName, L"");
+        return;
+    }
+    const std::wstring_view text{format};
+    if (text.size() < m_nBufferSize && text.find(L'%') == std::wstring_view::npos)
+    {
+        Hand(level, functionName, text); // nothing to format
+        return;
+    }
+    wchar_t standard[kDefaultBufferSize];
+    std::unique_ptr<wchar_t[]> large;
+    wchar_t* buffer = standard;
+    std::size_t size = m_nBufferSize;
+    if (size > kDefaultBufferSize)
+    {
+        large.reset(new (std::nothrow) wchar_t[size]);
+        buffer = large != nullptr ? large.get() : standard;
+        size = large != nullptr ? size : kDefaultBufferSize;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    const std::size_t length = FormatBuffer(buffer, size, format, arguments);
+    va_end(arguments);
+    Hand(level, functionName, {buffer, length});
+}
+
+// Builds the one record and gives it to every listener that wants its level.
+void CqlLogger::Hand(int level, const char* functionName, std::wstring_view message) noexcept
+{
+    const CqlLogListener::LogData record{level, functionName, message};
+    for (std::size_t i = 0; i < m_nListeners; ++i)
+    {
+        CqlLogListener* const listener = m_listeners[i].get();
+        if (listener == nullptr || level < listener->MinimumLevel() || level > listener->MaximumLevel())
         {
-            va_list arguments;
-            va_start(arguments, format);
-            length = FormatBuffer(message, m_nBufferSize, format, arguments);
-            va_end(arguments);
+            continue;
         }
         try
         {
-            const CqlLogListener::LogData record{level, functionName, std::wstring{message, length}};
-            for (std::size_t i = 0; i < m_nListeners; ++i)
-            {
-                CqlLogListener* const listener = m_listeners[i].get();
-                if (listener != nullptr && level >= listener->MinimumLevel() && level <= listener->MaximumLevel())
-                {
-                    listener->Write(record);
-                }
-            }
+            listener->Write(record);
         }
         catch (...)
         {
-            // Out of memory: the record is lost, the caller is not disturbed.
+            // Out of memory: this listener loses the record, the caller is not disturbed.
         }
     }
-    --m_nCallsInside;
 }
 
 void CqlLogger::AddTiming(const char* functionName, double milliseconds) noexcept
 {
-    EnterCriticalSection(&m_timingLock);
+    const CCallInside call{*this};
+    if (!call)
+    {
+        return;
+    }
+    const CLastErrorKeeper keeper;
+    const CSectionLock lock{m_timingLock};
     try
     {
         TimingStatistics& entry = m_timings[functionName];
@@ -237,31 +303,18 @@ void CqlLogger::AddTiming(const char* functionName, double milliseconds) noexcep
     {
         // Out of memory: this measurement is lost.
     }
-    LeaveCriticalSection(&m_timingLock);
 }
 
 std::map<std::string, CqlLogger::TimingStatistics> CqlLogger::Timings() const
 {
-    EnterCriticalSection(&m_timingLock);
-    try
-    {
-        auto copy = m_timings;
-        LeaveCriticalSection(&m_timingLock);
-        return copy;
-    }
-    catch (...)
-    {
-        LeaveCriticalSection(&m_timingLock);
-        throw;
-    }
+    const CSectionLock lock{m_timingLock};
+    return m_timings;
 }
 
 std::size_t CqlLogger::LongestTimedName() const noexcept
 {
-    EnterCriticalSection(&m_timingLock);
-    const std::size_t length = m_nLongestName;
-    LeaveCriticalSection(&m_timingLock);
-    return length;
+    const CSectionLock lock{m_timingLock};
+    return m_nLongestName;
 }
 
 } // namespace Quil::Shared

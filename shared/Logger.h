@@ -14,6 +14,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace Quil::Shared
 {
@@ -29,6 +30,10 @@ class CqlLogger
 
     static constexpr std::size_t kMaximumListeners = 10;
     static constexpr DWORD kDefaultListenerMask = CqlLogListener::FileQueued;
+    // Characters of a message with its NUL.
+    static constexpr std::size_t kDefaultBufferSize = 512;
+    // Deliberate: 8096, not 8192.
+    static constexpr std::size_t kMaximumBufferSize = 8096;
 
     // The process's logger, made on the first call from the policy in the registry. Null only when memory ran out.
     static CqlLogger* GetInstance() noexcept
@@ -41,16 +46,13 @@ class CqlLogger
     // For tools and tests that bring their own listeners; no other thread may be logging.
     static std::unique_ptr<CqlLogger> ExchangeInstance(std::unique_ptr<CqlLogger> logger) noexcept;
 
-    // A logger without listeners; AddListener gives it some.
-    CqlLogger() noexcept;
+    // A logger without listeners; AddListener gives it some. A larger buffer than the maximum becomes the maximum.
+    explicit CqlLogger(std::size_t bufferSize = kDefaultBufferSize) noexcept;
     // The listeners that LoggingType names, else those of the mask (CqlLogListener::TypeCode bits).
     CqlLogger(int defaultMinimumLevel, DWORD defaultListenerMask);
     ~CqlLogger();
     CqlLogger(const CqlLogger&) = delete;
     CqlLogger& operator=(const CqlLogger&) = delete;
-
-    // Lets no further record in, waits for calls that are inside and destroys the listeners in order. For process exit.
-    void Shut() noexcept;
 
     // Adds one listener at the end and widens the level range; false when the table of ten is full.
     bool AddListener(std::unique_ptr<CqlLogListener> listener) noexcept;
@@ -75,7 +77,12 @@ class CqlLogger
     std::size_t LongestTimedName() const noexcept;
 
   private:
+    struct Instance;
+    class CCallInside;
+
     static CqlLogger* CreateInstance() noexcept;
+    void Shut() noexcept;
+    void Hand(int level, const char* functionName, std::wstring_view message) noexcept;
 
     static std::atomic<CqlLogger*> s_pInstance;
 
@@ -85,7 +92,8 @@ class CqlLogger
     std::atomic<int> m_nMinimumLevel;
     std::atomic<int> m_nMaximumLevel;
     std::atomic<bool> m_bDiagnostics;
-    std::atomic<int> m_nCallsInside{0};
+    std::atomic<int> m_nCallsInside;
+    std::atomic<bool> m_bShut; // no call may enter any more
     CqlLogListener* m_pFileListener;
     std::map<std::string, TimingStatistics> m_timings; // guarded by m_timingLock
     std::size_t m_nLongestName;                        // guarded by m_timingLock

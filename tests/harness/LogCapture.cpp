@@ -16,7 +16,7 @@ class LogCapture::Listener final : public CqlLogListener
     void Write(const LogData& record) override
     {
         const std::lock_guard guard{m_lock};
-        m_records.push_back({record.Level(), record.FunctionName(), record.Message()});
+        m_records.push_back({record.Level(), std::string{record.FunctionName()}, std::wstring{record.Message()}});
     }
     DWORD Type() const override { return m_typeCode; }
 
