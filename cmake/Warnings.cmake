@@ -12,7 +12,9 @@ if(MSVC)
 else()
     target_compile_options(hotkey_options INTERFACE
         # Absolute paths of the build machine have no place in the program. (The resource compiler takes no such options.)
-        $<$<COMPILE_LANGUAGE:C,CXX>:-fstack-protector-strong;-ffunction-sections;-fdata-sections;-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>
+        $<$<COMPILE_LANGUAGE:C,CXX>:-fstack-protector-strong;-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>
+        # Not for C: the exception guard of client/RpcCall.c must stay in one section.
+        $<$<COMPILE_LANGUAGE:CXX>:-ffunction-sections;-fdata-sections>
         $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wconversion;-Wshadow;$<$<BOOL:${HOTKEY_WERROR}>:-Werror>>)
     target_link_options(hotkey_options INTERFACE
         -static -fstack-protector-strong -Wl,--gc-sections -Wl,--no-insert-timestamp)
