@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""bill_of_materials.py STAGE VERSION EPOCH COMMIT OUT: writes OUT.spdx.json (SPDX 2.3) and OUT.cdx.json (CycloneDX 1.5).
+"""bill_of_materials.py STAGE VERSION EPOCH COMMIT OUT: writes OUT.spdx.json and OUT.cdx.json, bills in the forms of
+SPDX 2.3 and CycloneDX 1.5.
 
 Both list the shipped files with their hashes, and what of others is linked into the programs: the compiler's and the C
 run-time's static libraries, and the header-only libraries of the command-line client.
@@ -27,8 +28,8 @@ PARTS = [
 
 
 def installed_version(package):
-    result = subprocess.run(["dpkg-query", "-W", "-f=${Version}", package], stdout=subprocess.PIPE, text=True, check=True)
-    return result.stdout
+    query = ["dpkg-query", "-W", "-f=${Version}", package]
+    return subprocess.run(query, stdout=subprocess.PIPE, text=True, check=True).stdout
 
 
 def package_url(package, version):
@@ -70,10 +71,12 @@ def spdx(stage, version, created, commit, name, parts):
             "licenseDeclared": licence, "copyrightText": "NOASSERTION",
             "externalRefs": [{"referenceCategory": "PACKAGE-MANAGER", "referenceType": "purl",
                               "referenceLocator": package_url(package, part_version)}]})
-        relations += [(spdx_id("File-" + program), "STATIC_LINK", spdx_id("Package-" + package)) for program in programs]
+        relations += [(spdx_id("File-" + program), "STATIC_LINK", spdx_id("Package-" + package))
+                      for program in programs]
+    identity = common.derived_uuid("spdx", version, commit, common.content_id(stage)).lower()
     return {
         "spdxVersion": "SPDX-2.3", "dataLicense": "CC0-1.0", "SPDXID": "SPDXRef-DOCUMENT", "name": name,
-        "documentNamespace": "urn:uuid:" + common.derived_uuid("spdx", version, commit, common.content_id(stage)).lower(),
+        "documentNamespace": "urn:uuid:" + identity,
         "creationInfo": {"created": created, "creators": ["Organization: Quil", "Tool: bill_of_materials.py"]},
         "documentDescribes": [product], "packages": packages, "files": entries,
         "relationships": [{"spdxElementId": a, "relationshipType": kind, "relatedSpdxElement": b}

@@ -20,7 +20,8 @@ def derived_uuid(*parts):
 
 def files_of(stage):
     """The shipped files below the staging folder, in one order everywhere."""
-    return sorted((path for path in stage.rglob("*") if path.is_file()), key=lambda path: path.relative_to(stage).as_posix())
+    files = [path for path in stage.rglob("*") if path.is_file()]
+    return sorted(files, key=lambda path: path.relative_to(stage).as_posix())
 
 
 def content_id(stage):

@@ -97,8 +97,9 @@ def main():
         environment = dict(os.environ, TZ="UTC")
         for path in common.files_of(stage):
             os.utime(path, (epoch, epoch))
-        run("wixl", "-a", "x64", "-o", work / "wixl.msi", "-D", f"Version={version}", "-D", f"ProductCode={product_code}",
-            "-D", f"UpgradeCode={common.UPGRADE_CODE}", source, env=environment, cwd=stage)
+        run("wixl", "-a", "x64", "-o", work / "wixl.msi", "-D", f"Version={version}",
+            "-D", f"ProductCode={product_code}", "-D", f"UpgradeCode={common.UPGRADE_CODE}", source,
+            env=environment, cwd=stage)
 
         tables = {}
         for name in run("msiinfo", "tables", work / "wixl.msi", text=True).split():

@@ -3,8 +3,8 @@
 #
 #   packaging/package.sh [BUILD [OUT]]      defaults: build/mingw and build/packages
 #
-# Nothing is built here, so the packages hold the very bytes that were tested. The same commit and the same build give the
-# same packages: every time stamp is SOURCE_DATE_EPOCH, by default the commit's time.
+# Nothing is built here, so the packages hold the very bytes that were tested. The same commit and the same build give
+# the same packages: every time stamp is SOURCE_DATE_EPOCH, by default the commit's time.
 # HOTKEY_DOWNLOAD_URL is the folder that the packages will be downloaded from; the winget manifest names it.
 set -euo pipefail
 

@@ -30,7 +30,8 @@ FORGIVEN_FILES = re.compile(r"/quilLog/|/testbed/|^/windows/Installer/$")
 FORGIVEN_KEYS = re.compile(
     r"\\Software\\(Classes|Microsoft\\Windows\\CurrentVersion)\\Installer"
     r"(\\(UserData|S-1-5-18|Products|Features|UpgradeCodes|Components))*$"
-    r"|\\CurrentControlSet\\Control\\(Video|DeviceClasses)(\\|$)|\\CurrentControlSet\\Hardware Profiles\\|\\DEVICEMAP\\VIDEO$"
+    r"|\\CurrentControlSet\\Control\\(Video|DeviceClasses)(\\|$)"
+    r"|\\CurrentControlSet\\Hardware Profiles\\|\\DEVICEMAP\\VIDEO$"
     r"|\\Software\\Wine\\Temporary System Parameters\\")
 
 
@@ -108,7 +109,8 @@ class Pc:
         equal(wanted, found, "state of the service")
 
     def files(self):
-        names = (path.relative_to(self.drive).as_posix() + ("/" if path.is_dir() else "") for path in self.drive.rglob("*"))
+        names = (path.relative_to(self.drive).as_posix() + ("/" if path.is_dir() else "")
+                 for path in self.drive.rglob("*"))
         return {name for name in names if not FORGIVEN_FILES.search("/" + name)}
 
     def keys(self):

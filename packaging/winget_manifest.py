@@ -36,7 +36,8 @@ def main():
             "  AppsAndFeaturesEntries:", f"  - ProductCode: '{product_code}'",
             f"    UpgradeCode: '{{{common.UPGRADE_CODE}}}'", "    InstallerType: msi"]),
         f"{IDENTIFIER}.locale.en-US.yaml": manifest("defaultLocale", [
-            *identity, "PackageLocale: en-US", "Publisher: Quil", "PackageName: Quil TLY Service", "License: Proprietary",
+            *identity, "PackageLocale: en-US", "Publisher: Quil", "PackageName: Quil TLY Service",
+            "License: Proprietary",
             "ShortDescription: The privileged half of the keyboard hotkeys of the maker's business PCs."]),
     }
     out.mkdir(parents=True, exist_ok=True)

@@ -3,9 +3,9 @@
 binary_hardening.py --imports PROGRAM: prints its imports in the form of the ALLOWED file.
 
 Checked is what this tool chain gives: the address-space and no-execute flags, relocations, no section that is writable
-and executable, the stack protector (by the symbols that stand beside the stripped program), and that the program imports
-exactly what ALLOWED lists. A new import is a decision and so is one that is gone. Load configuration, control-flow guard and shadow stacks are not checked: the MinGW linker
-does not write them.
+and executable, the stack protector (by the symbols that stand beside the stripped program), and that the program
+imports exactly what ALLOWED lists. A new import is a decision and so is one that is gone. Load configuration,
+control-flow guard and shadow stacks are not checked: the MinGW linker does not write them.
 """
 
 import pathlib

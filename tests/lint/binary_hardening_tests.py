@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
-"""binary_hardening_tests.py PROGRAM SYMBOLS: spoils copies of a sound program one property at a time; each must be noticed."""
+"""binary_hardening_tests.py PROGRAM SYMBOLS: spoils copies of a sound program one property at a time.
+
+Each spoilt property must be noticed, and nothing else."""
 
 import pathlib
 import struct
