@@ -237,6 +237,17 @@ TEST(Start, SecondStartAfterAStopWorks)
     EXPECT_EQ(static_cast<DWORD>(SERVICE_RUNNING), pc.Status().dwCurrentState);
 }
 
+TEST(Start, WorksAfterTheServiceWasKilled)
+{
+    Pc pc;
+    pc.InstallAndStart();
+    pc.Kill();
+
+    pc.Start();
+
+    EXPECT_TRUE(Eventually([&] { return pc.Records(L"RpcServerListen").size() == 2; }));
+}
+
 TEST(Stop, GoesThroughStopPendingAndWritesItsEvents)
 {
     Pc pc;

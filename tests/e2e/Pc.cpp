@@ -161,6 +161,29 @@ ProgramResult RunClient(const std::wstring& arguments)
     return RunProgram(std::wstring{kClient} + L" " + arguments);
 }
 
+Client::Client(const std::wstring& arguments)
+{
+    std::wstring commandLine = std::wstring{kClient} + L" " + arguments;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof(startup);
+    EXPECT_TRUE(CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, FALSE, DETACHED_PROCESS, nullptr, nullptr,
+                               &startup, &m_process))
+        << "error " << GetLastError();
+}
+
+Client::~Client()
+{
+    Kill();
+    CloseHandle(m_process.hThread);
+    CloseHandle(m_process.hProcess);
+}
+
+void Client::Kill() const
+{
+    TerminateProcess(m_process.hProcess, 1);
+    WaitForSingleObject(m_process.hProcess, 10000);
+}
+
 Pc::Pc(const std::wstring& profile)
 {
     Clean();
@@ -202,13 +225,18 @@ void Pc::Start()
     // Without the device-information framework the start takes six seconds.
     ASSERT_TRUE(Eventually([&] { return Status().dwCurrentState != SERVICE_START_PENDING; }));
     ASSERT_EQ(static_cast<DWORD>(SERVICE_RUNNING), Status().dwCurrentState);
-    m_processId = Status().dwProcessId;
 }
 
 void Pc::InstallAndStart()
 {
     Install();
     Start();
+}
+
+void Pc::Kill()
+{
+    EndProcesses(kImage);
+    WaitForEnd();
 }
 
 void Pc::Control(const std::wstring& name)

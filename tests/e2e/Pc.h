@@ -27,6 +27,21 @@ ProgramResult RunProgram(const std::wstring& commandLine);
 // The companion app's side: hotkeyctl with these arguments.
 ProgramResult RunClient(const std::wstring& arguments);
 
+// hotkeyctl at work, for tests that end it in the middle.
+class Client
+{
+  public:
+    explicit Client(const std::wstring& arguments);
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    void Kill() const;
+
+  private:
+    PROCESS_INFORMATION m_process{};
+};
+
 using Lines = std::vector<std::wstring>;
 
 // Asks again every few milliseconds until the condition holds, ten seconds at most.
@@ -56,6 +71,8 @@ class Pc
     // Starts it through the service manager and waits for RUNNING; any other end is a test failure.
     void Start();
     void InstallAndStart();
+    // Ends the service's process without a word to the service manager.
+    void Kill();
 
     // A control by its name in testbed/machine/Controls.h; a failure to deliver is a test failure.
     void Control(const std::wstring& name);
@@ -80,8 +97,6 @@ class Pc
 
   private:
     void Clean() const;
-
-    DWORD m_processId{};
 };
 
 } // namespace E2e
