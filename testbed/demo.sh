@@ -90,6 +90,11 @@ until [ "$(state)" = RUNNING ]; do
     sleep 0.05
 done
 echo "   RUNNING after $(($(milliseconds) - begin)) ms"
+# The endpoint opens on a thread of its own, a moment after RUNNING.
+until [ -n "$(records RpcServerListen)" ]; do
+    [ $(($(milliseconds) - begin)) -lt 30000 ] || fail 'the RPC endpoint is not open after 30 seconds'
+    sleep 0.05
+done
 records SetServiceStatus | sed 's/^/     /'
 
 title 'A hotkey: System Information'

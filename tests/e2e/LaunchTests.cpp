@@ -1,5 +1,6 @@
 // Programs that the service starts for the companion app: which, as whom, where, and what happens when that fails.
 #include "client/HotKeyClient.h"
+#include "testbed/Text.h"
 #include "testbed/machine/Processes.h"
 #include "tests/e2e/Pc.h"
 
@@ -41,16 +42,21 @@ bool LogGets(const Pc& pc, const std::wstring& record)
     return Eventually([&] { return testing::Value(pc.Log(), Contains(record)); });
 }
 
+void ExpectTaken(const HotKey::CResult<HotKey::CNothing>& answer)
+{
+    EXPECT_TRUE(answer) << (answer ? "" : Testbed::Utf8FromWide(answer.Error().strText));
+}
+
 void AskForSystemInformation()
 {
     HotKey::CHotKeyClient client;
-    EXPECT_TRUE(client.LaunchSystemInformation());
+    ExpectTaken(client.LaunchSystemInformation());
 }
 
 void AskForUsbCApp()
 {
     HotKey::CHotKeyClient client;
-    EXPECT_TRUE(client.LaunchUsbCApp());
+    ExpectTaken(client.LaunchUsbCApp());
 }
 
 } // namespace

@@ -231,6 +231,8 @@ void Pc::InstallAndStart()
 {
     Install();
     Start();
+    // The endpoint opens on a thread of its own, a moment after RUNNING.
+    EXPECT_TRUE(Eventually([&] { return !Records(L"RpcServerListen").empty(); }));
 }
 
 void Pc::Kill()

@@ -70,6 +70,7 @@ class Pc
     void Install();
     // Starts it through the service manager and waits for RUNNING; any other end is a test failure.
     void Start();
+    // Until the companion app can connect.
     void InstallAndStart();
     // Ends the service's process without a word to the service manager.
     void Kill();

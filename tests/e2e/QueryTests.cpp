@@ -111,6 +111,9 @@ TEST(Clients, SixtyFourAtOnceAreAllAnswered)
     Pc pc;
     pc.InstallAndStart();
     std::vector<std::wstring> answers(64);
+    // Wine mixes up the contexts of first connections that one process makes at the same time.
+    HotKey::CHotKeyClient first;
+    EXPECT_TRUE(first.Connect());
 
     {
         std::vector<std::jthread> clients;
