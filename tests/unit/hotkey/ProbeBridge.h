@@ -1,0 +1,10 @@
+// A bridge of the test's own, apart from the process's one.
+#pragma once
+
+#include "hotkey/KeyBoardBridge.h"
+
+class ProbeBridge : public RpcServer::CKeyBoardBridge
+{
+  public:
+    explicit ProbeBridge(RpcServer::WMIData* wmiData = nullptr) : CKeyBoardBridge{wmiData} {}
+};
