@@ -181,14 +181,29 @@ CError CHotKeyClient::TimedOut() const
                   L"the service did not answer within " + std::to_wstring(m_timeout.count()) + L" ms"};
 }
 
+std::shared_ptr<CHotKeyClient::CConnection> CHotKeyClient::CurrentConnection()
+{
+    const std::lock_guard guard{m_mutex};
+    return m_pConnection;
+}
+
 CResult<std::shared_ptr<CHotKeyClient::CConnection>> CHotKeyClient::TakeConnection(const CDeadline& deadline)
 {
+    if (std::shared_ptr<CConnection> current = CurrentConnection())
     {
-        const std::lock_guard guard{m_mutex};
-        if (m_pConnection)
-        {
-            return m_pConnection;
-        }
+        return current;
+    }
+    // One at a time in the process: run times put connections that are made at the same moment into groups that do not
+    // know each other's context handles.
+    static std::timed_mutex s_connecting;
+    const std::unique_lock connecting{s_connecting, std::chrono::milliseconds{deadline.MillisecondsLeft()}};
+    if (!connecting)
+    {
+        return TimedOut();
+    }
+    if (std::shared_ptr<CConnection> current = CurrentConnection())
+    {
+        return current; // another thread was first
     }
     const auto work = std::make_shared<CWork>();
     work->call.operation = RpcConnect;
@@ -203,11 +218,8 @@ CResult<std::shared_ptr<CHotKeyClient::CConnection>> CHotKeyClient::TakeConnecti
         return DescribeStatus(*status);
     }
     const std::lock_guard guard{m_mutex};
-    if (!m_pConnection)
-    {
-        m_pConnection = work->connection;
-    }
-    return m_pConnection; // of several threads that found none, the first one's serves all
+    m_pConnection = work->connection;
+    return m_pConnection;
 }
 
 // Makes sure that no further call uses the connection. The pointer is only compared: the connection may be gone.

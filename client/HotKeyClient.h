@@ -76,6 +76,7 @@ class CHotKeyClient
     static DWORD WINAPI WorkThread(void* parameter);
     static std::optional<std::uint32_t> Run(const std::shared_ptr<CWork>& work, const CDeadline& deadline);
     CError TimedOut() const;
+    std::shared_ptr<CConnection> CurrentConnection();
     CResult<std::shared_ptr<CConnection>> TakeConnection(const CDeadline& deadline);
     void Drop(const CConnection* connection);
     CResult<CAnswer> Call(int operation, bool repeatable);
