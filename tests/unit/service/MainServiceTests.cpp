@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cwchar>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -233,6 +234,33 @@ TEST_F(RunningMainService, WorkItemWithoutContextStopsNothing)
     EXPECT_THAT(machine.Story(), Not(Contains(L"system SetServiceStatus 3")));
 }
 
+TEST_F(MainService, EveryOperationIsTimedAfterItsExitRecord)
+{
+    const std::unique_ptr<LogCapture> timed = LogCapture::Diagnostics();
+    {
+        ExposedService service;
+        service.Start();
+        machine.RunWorkItem();
+        service.OnPowerEvent(4, nullptr);
+        service.OnSessionChange(7, nullptr);
+        CMainService::ReadSysInfo();
+        CMainService::IsReadSysInfoReadCompleted(INFINITE);
+        service.ConsoleRun();
+        service.OnShutdown();
+        service.OnPreShutdown();
+    }
+
+    for (const char* const name : {"CMainService", "~CMainService", "OnStart", "RpcServerMonitoringThread",
+                                   "OnPowerEvent", "OnSessionChange", "ReadSysInfo", "ReadSysInfoThread",
+                                   "IsReadSysInfoReadCompleted", "ConsoleRun", "OnStop", "OnShutdown", "OnPreShutdown"})
+    {
+        const std::vector<std::wstring> lines = timed->LinesOf(std::string{"CMainService::"} + name);
+        ASSERT_LE(3u, lines.size()) << name;
+        EXPECT_TRUE(lines[lines.size() - 2].starts_with(L"TraceOut|")) << name;
+        EXPECT_TRUE(lines.back().starts_with(L"Diag|Elapsed time = ")) << name;
+    }
+}
+
 // ---- stop and shutdown
 
 TEST_F(RunningMainService, StopReleasesTheHandlerThenStopsTheRpcServer)
@@ -358,7 +386,9 @@ TEST_F(RunningMainService, LogonRenewsTheImpersonationAndReadsTheLocale)
                     L"OnSessionChange: Information|Calling CreateAppActivationHandler() from WTS_SESSION_LOGON ",
                     L"call RpcServer::CKeyBoardBridge::getInstance",
                     L"call RpcServer::SysInfo::CHotKeyHandler::CreateAppActivationHandler",
-                    L"call RpcServer::SysInfo::CHotKeyHandler::GetLocale", L"OnSessionChange: TraceOut|"));
+                    L"call RpcServer::SysInfo::CHotKeyHandler::GetLocale",
+                    L"call Utils::GetCurrentSessionID", // the locale's reading looks for the user
+                    L"OnSessionChange: TraceOut|"));
 }
 
 TEST_F(RunningMainService, LogoffIsLoggedAndRemembered)
