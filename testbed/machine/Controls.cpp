@@ -74,6 +74,11 @@ DWORD SendControl(DWORD code)
     if (service == nullptr || !ControlService(service, code, &status))
     {
         error = GetLastError();
+        // Under Wine a service that stops at once ends before its handler's answer is through.
+        if (error == ERROR_BROKEN_PIPE)
+        {
+            error = ERROR_SUCCESS;
+        }
     }
     if (service != nullptr)
     {

@@ -57,9 +57,8 @@ std::wstring ProductName()
     return name;
 }
 
-bool SetPolicy(const std::wstring& name, const std::wstring& value)
+bool SetPolicy(const std::wstring& key, const std::wstring& name, const std::wstring& value)
 {
-    const std::wstring key = std::wstring{kPolicies} + L"\\" + ProductName() + L"\\HotKeyServiceTLY";
     wchar_t* end = nullptr;
     const DWORD number = std::wcstoul(value.c_str(), &end, 0);
     if (*end == L'\0')
@@ -93,10 +92,11 @@ bool ApplyFiles(std::wstring& reason)
             return false;
         }
     }
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, kPolicies);
+    const std::wstring policyKey = std::wstring{kPolicies} + L"\\" + ProductName() + L"\\HotKeyServiceTLY";
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, policyKey.c_str());
     for (const auto& [name, value] : ProfileEntries(L"policy"))
     {
-        if (!SetPolicy(name, value))
+        if (!SetPolicy(policyKey, name, value))
         {
             reason = L"the policy " + name + L" cannot be set";
             return false;

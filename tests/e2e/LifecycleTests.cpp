@@ -1,4 +1,5 @@
 // The service's life under the service manager: install, start, controls, stop, remove.
+#include "testbed/machine/Processes.h"
 #include "tests/e2e/Pc.h"
 
 #include <gmock/gmock.h>
@@ -129,6 +130,24 @@ TEST(Remove, MissingServiceIsReported)
     Pc pc;
 
     EXPECT_EQ("OpenService failed w/err 0x00000424\r\n", pc.Service(L"-remove").output);
+}
+
+TEST(Remove, EndsEveryNotificationApplication)
+{
+    Pc pc;
+    constexpr wchar_t app[] = L"C:\\testbed\\bin\\QuilHotkeyNotification.exe";
+    CopyFileW(L"C:\\testbed\\bin\\launchtarget.exe", app, FALSE);
+    pc.SetProfile(L"launch target", L"QuilHotkeyNotification.exe", L"600000");
+    for (int count = 0; count < 5; ++count)
+    {
+        Testbed::StartDetached(app);
+    }
+    const auto running = [] { return Testbed::ProcessIds(L"QuilHotkeyNotification.exe").size(); };
+    ASSERT_TRUE(Eventually([&] { return running() == 5; }));
+
+    pc.Service(L"-remove");
+
+    EXPECT_EQ(0u, running());
 }
 
 TEST(Start, ReachesRunningAndAcceptsItsControls)

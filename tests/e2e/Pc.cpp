@@ -49,6 +49,16 @@ Lines LinesOf(const std::wstring& path)
     return Testbed::SplitLines(Testbed::WideFromUtf8(Testbed::ReadWholeFile(path)));
 }
 
+void WriteBytes(const std::wstring& path, const std::string& bytes)
+{
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    ASSERT_NE(INVALID_HANDLE_VALUE, file) << Testbed::Utf8FromWide(path);
+    DWORD written = 0;
+    EXPECT_TRUE(WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+    CloseHandle(file);
+}
+
 void EndProcesses(const wchar_t* image)
 {
     for (const DWORD id : Testbed::ProcessIds(image))
@@ -63,7 +73,7 @@ void EndProcesses(const wchar_t* image)
 void DeleteLogs()
 {
     WIN32_FIND_DATAW found{};
-    const HANDLE search = FindFirstFileW((LogFolder() + L"\\*.log").c_str(), &found);
+    const HANDLE search = FindFirstFileW((LogFolder() + L"\\HotKeyServiceTLY*.log").c_str(), &found);
     for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &found))
     {
         DeleteFileW((LogFolder() + L"\\" + found.cFileName).c_str());
@@ -235,6 +245,12 @@ void Pc::InstallAndStart()
     EXPECT_TRUE(Eventually([&] { return !Records(L"RpcServerListen").empty(); }));
 }
 
+void Pc::StartConsole()
+{
+    ASSERT_NE(0u, Testbed::StartDetached(std::wstring{kProgram} + L" -console")) << "error " << GetLastError();
+    EXPECT_TRUE(Eventually([&] { return !Records(L"RpcServerListen").empty(); }));
+}
+
 void Pc::Kill()
 {
     EndProcesses(kImage);
@@ -270,14 +286,16 @@ void Pc::WaitForEnd() const
 
 void Pc::SetProfile(const std::wstring& section, const std::wstring& key, const std::wstring& value)
 {
-    const std::string text = Testbed::ReadWholeFile(Testbed::kProfilePath) +
-                             Testbed::Utf8FromWide(L"\n[" + section + L"]\n" + key + L" = " + value + L"\n");
-    const HANDLE file = CreateFileW(Testbed::kProfilePath, GENERIC_WRITE, FILE_SHARE_READ, nullptr, CREATE_ALWAYS,
-                                    FILE_ATTRIBUTE_NORMAL, nullptr);
-    ASSERT_NE(INVALID_HANDLE_VALUE, file);
-    DWORD written = 0;
-    EXPECT_TRUE(WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr));
-    CloseHandle(file);
+    WriteBytes(Testbed::kProfilePath,
+               Testbed::ReadWholeFile(Testbed::kProfilePath) +
+                   Testbed::Utf8FromWide(L"\n[" + section + L"]\n" + key + L" = " + value + L"\n"));
+}
+
+void Pc::SetPolicy(const std::wstring& name, const std::wstring& value)
+{
+    SetProfile(L"policy", name, value);
+    std::wstring reason;
+    EXPECT_TRUE(Testbed::ApplyFiles(reason)) << Testbed::Utf8FromWide(reason);
 }
 
 Lines Pc::Records(const std::wstring& source) const
@@ -344,6 +362,17 @@ Lines Pc::LogOf(const std::wstring& function) const
         }
     }
     return messages;
+}
+
+std::string Pc::LogBytes(const std::wstring& file) const
+{
+    return Testbed::ReadWholeFile(LogFolder() + L"\\" + file);
+}
+
+void Pc::WriteLog(const std::wstring& file, const std::string& bytes) const
+{
+    CreateDirectoryW(LogFolder().c_str(), nullptr);
+    WriteBytes(LogFolder() + L"\\" + file, bytes);
 }
 
 } // namespace E2e

@@ -72,6 +72,8 @@ class Pc
     void Start();
     // Until the companion app can connect.
     void InstallAndStart();
+    // The program in console mode, until the companion app can connect; it is ended with this object.
+    void StartConsole();
     // Ends the service's process without a word to the service manager.
     void Kill();
 
@@ -85,6 +87,9 @@ class Pc
     // Puts one entry over the profile in force; asked-for entries take effect at once.
     void SetProfile(const std::wstring& section, const std::wstring& key, const std::wstring& value);
 
+    // A value of the service's log policy, for its next start.
+    void SetPolicy(const std::wstring& name, const std::wstring& value);
+
     // Texts behind "<source>: " in records.log, in order.
     Lines Records(const std::wstring& source) const;
     // Lines of events.log, in order.
@@ -95,6 +100,9 @@ class Pc
     Lines Log() const;
     // Only the messages of one function.
     Lines LogOf(const std::wstring& function) const;
+    // A file of the log folder as it stands; empty when there is none.
+    std::string LogBytes(const std::wstring& file) const;
+    void WriteLog(const std::wstring& file, const std::string& bytes) const;
 
   private:
     void Clean() const;

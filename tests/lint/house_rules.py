@@ -15,8 +15,8 @@ PRODUCT = ["service", "rpc", "hotkey", "sysinfo", "utils", "shared", "compat"]
 MAY_INCLUDE = {folder: set(PRODUCT[i:]) for i, folder in enumerate(PRODUCT)}
 MAY_INCLUDE["client"] = {"client"}
 MAY_INCLUDE["testbed"] = {"testbed"}
-# The device framework's interface is one declaration for the service and for its stand-in.
-EXTRA_INCLUDES = {("testbed", "hotkey/Fennix.h")}
+# One declaration for the service and for its stand-ins: the device framework, and what the SDK lacks.
+EXTRA_INCLUDES = {("testbed", "hotkey/Fennix.h"), ("testbed", "compat/MissingDeclarations.h")}
 
 BANNED_CALLS = {
     r"\b(?:std::)?v?f?wprintf\s*\(": "MinGW gives it ISO rules (%s narrow): use shared/WideText.h",
