@@ -46,7 +46,7 @@ bool CAppActivationHandler::ImpersonateUserLogOnSession()
     }
     // Deliberate: the privilege is looked up and not used; only a failure counts.
     LUID unused{};
-    if (!LookupPrivilegeValueW(nullptr, SE_DEBUG_NAME, &unused))
+    if (!LookupPrivilegeValueW(nullptr, L"SeDebugPrivilege", &unused))
     {
         trace.Error(L"Lookup Privilege value Error: %u", GetLastError());
         return false;
