@@ -52,7 +52,7 @@ void Describe(CLI::App& app, Options& options)
         ->check(CLI::Range(0.001, 86400.0))
         ->capture_default_str();
     app.add_flag("--quiet", options.bQuiet, "Write nothing; the exit code tells");
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1); // a missing command is looked for last, so that an unknown one is named
     app.fallthrough();
     app.footer(kExitCodes);
 
@@ -137,6 +137,10 @@ int wmain(int argc, wchar_t** argv)
     try
     {
         app.parse(std::move(arguments));
+        if (app.get_subcommands().empty())
+        {
+            throw CLI::RequiredError{"A command"};
+        }
     }
     catch (const CLI::ParseError& error)
     {
@@ -147,8 +151,8 @@ int wmain(int argc, wchar_t** argv)
         output.Print(HotKey::FromUtf8(out.str()));
         if (!asked)
         {
-            std::wstring line = HotKey::FromUtf8(complaint.str());
-            output.Complain(line.substr(0, line.find(L'\n')));
+            const std::wstring text = HotKey::FromUtf8(complaint.str());
+            output.Complain(text.substr(0, text.find(L'\n')) + L" (see hotkeyctl --help)");
             return HotKey::ExitUsage;
         }
         return HotKey::ExitAnswered;
