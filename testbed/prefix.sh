@@ -110,6 +110,8 @@ up() {
     lay_out
     "$server" -p
     in_wine wineboot
+    # The desktop of the session. Without it the first COM apartment of a program waits ten seconds for one.
+    in_wine explorer.exe /desktop &
     "$wine" 'C:\testbed\bin\testbedctl.exe' prepare </dev/null
     "$wine" 'C:\testbed\bin\testbedctl.exe' profile "$profile" </dev/null
 }
