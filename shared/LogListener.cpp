@@ -4,6 +4,9 @@
 #include "shared/LogLine.h"
 #include "shared/LogPolicy.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace Quil::Shared
 {
 
@@ -23,21 +26,64 @@ CqlLogListener::LogData::LogData(const LogData& other)
     m_message = m_strMessage;
 }
 
-CqlLogListener::LogData& CqlLogListener::LogData::operator=(const LogData& other)
+// Followed by line, message and function name.
+struct CqlLogListener::LogData::Packed
 {
-    if (this != &other)
-    {
-        m_strFunctionName.assign(other.m_functionName);
-        m_functionName = m_strFunctionName;
-        m_strMessage.assign(other.m_message);
-        m_message = m_strMessage;
-        m_nLevel = other.m_nLevel;
-        m_timeStamp = other.m_timeStamp;
-        m_dwThreadId = other.m_dwThreadId;
-        m_levelName = other.m_levelName;
-        m_strLine.assign(other.m_strLine);
-    }
-    return *this;
+    int level;
+    DWORD threadId;
+    SYSTEMTIME timeStamp;
+    const wchar_t* levelName;
+    std::uint32_t levelNameLength;
+    std::uint32_t lineLength;
+    std::uint32_t messageLength;
+    std::uint32_t functionNameLength;
+};
+
+std::size_t CqlLogListener::LogData::PackedSize() const noexcept
+{
+    return sizeof(Packed) + (m_strLine.size() + m_message.size()) * sizeof(wchar_t) + m_functionName.size();
+}
+
+void CqlLogListener::LogData::Pack(std::byte* to) const noexcept
+{
+    const Packed packed{m_nLevel,
+                        m_dwThreadId,
+                        m_timeStamp,
+                        m_levelName.data(),
+                        static_cast<std::uint32_t>(m_levelName.size()),
+                        static_cast<std::uint32_t>(m_strLine.size()),
+                        static_cast<std::uint32_t>(m_message.size()),
+                        static_cast<std::uint32_t>(m_functionName.size())};
+    const auto put = [&to](const void* from, std::size_t size) {
+        std::memcpy(to, from, size);
+        to += size;
+    };
+    put(&packed, sizeof packed);
+    put(m_strLine.data(), m_strLine.size() * sizeof(wchar_t));
+    put(m_message.data(), m_message.size() * sizeof(wchar_t));
+    put(m_functionName.data(), m_functionName.size());
+}
+
+void CqlLogListener::LogData::Unpack(const std::byte* from)
+{
+    Packed packed;
+    const auto get = [&from](void* to, std::size_t size) {
+        std::memcpy(to, from, size);
+        from += size;
+    };
+    get(&packed, sizeof packed);
+    m_strLine.resize(packed.lineLength);
+    m_strMessage.resize(packed.messageLength);
+    m_strFunctionName.resize(packed.functionNameLength);
+    get(m_strLine.data(), packed.lineLength * sizeof(wchar_t));
+    get(m_strMessage.data(), packed.messageLength * sizeof(wchar_t));
+    get(m_strFunctionName.data(), packed.functionNameLength);
+    m_message = m_strMessage;
+    m_functionName = m_strFunctionName;
+    m_levelName = {packed.levelName, packed.levelNameLength};
+    m_nLevel = packed.level;
+    m_timeStamp = packed.timeStamp;
+    m_dwThreadId = packed.threadId;
 }
 
 const std::wstring& CqlLogListener::LogData::Line() const

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -32,9 +33,14 @@ class CqlLogListener
         // Both texts end in a NUL and outlive the record. A null name counts as empty.
         LogData(int level, const char* functionName, std::wstring_view message) noexcept;
         LogData(const LogData& other);
-        // Uses the memory of the texts that it had before.
-        LogData& operator=(const LogData& other);
+        LogData& operator=(const LogData&) = delete;
         virtual ~LogData() = default;
+
+        // The record as bytes, for a queue that keeps many of them in one block. Unpacking uses the memory of the
+        // texts that the record had before.
+        std::size_t PackedSize() const noexcept;
+        void Pack(std::byte* to) const noexcept;
+        void Unpack(const std::byte* from);
 
         // Both end in a NUL.
         std::string_view FunctionName() const noexcept { return m_functionName; }
@@ -44,6 +50,8 @@ class CqlLogListener
         const std::wstring& Line() const;
 
       private:
+        struct Packed;
+
         std::string_view m_functionName;
         std::wstring_view m_message;
         std::string m_strFunctionName; // what the views of a copy refer to

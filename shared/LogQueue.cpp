@@ -1,11 +1,12 @@
 #include "shared/LogQueue.h"
 
+#include "shared/LogLevel.h"
+#include "shared/RecordFifo.h"
 #include "shared/SectionLock.h"
 #include "shared/UniqueHandle.h"
 
 #include <windows.h>
 
-#include <list>
 #include <new>
 #include <utility>
 
@@ -20,16 +21,12 @@ constexpr DWORD kPauseMilliseconds = 100;
 constexpr DWORD kWorkerWaitMilliseconds = 500;
 // Callers and worker hold the lock for some copying only: it is cheaper to spin that long than to sleep.
 constexpr DWORD kSpinCount = 4000;
-// Written records that are kept for their memory.
-constexpr std::size_t kMaximumSpare = 256;
 
 } // namespace
 
 // What the queue and its worker share; whoever leaves last frees it.
 struct CLogQueue::State
 {
-    using Records = std::list<CqlLogListener::LogData>;
-
     explicit State(std::shared_ptr<CLogFile> file) : pFile{std::move(file)}
     {
         // Cannot fail since Windows Vista.
@@ -39,14 +36,12 @@ struct CLogQueue::State
     State(const State&) = delete;
     State& operator=(const State&) = delete;
 
-    void Append(const CqlLogListener::LogData& record);
     void Drain();
     static DWORD WINAPI Work(void* parameter);
 
     const std::shared_ptr<CLogFile> pFile; // the worker writes it, while it owns the file's mutex
     CRITICAL_SECTION lock;                 // guards what follows
-    Records records;                       // in order of arrival
-    Records spare;
+    CRecordFifo records;                   // in order of arrival
     bool bWorkerRunning{false};
     CUniqueHandle hWorker;
 };
@@ -66,14 +61,14 @@ CLogQueue::~CLogQueue()
         }
     }
     // Deliberate: what is still queued is lost.
-    m_pState->records.clear();
+    m_pState->records.Clear();
     m_pState->hWorker.Reset();
 }
 
 void CLogQueue::Push(const CqlLogListener::LogData& record)
 {
     const CSectionLock lock{m_pState->lock};
-    m_pState->Append(record);
+    m_pState->records.Append(record);
     if (m_pState->bWorkerRunning)
     {
         return;
@@ -90,17 +85,6 @@ void CLogQueue::Push(const CqlLogListener::LogData& record)
     {
         delete share;
     }
-}
-
-void CLogQueue::State::Append(const CqlLogListener::LogData& record)
-{
-    if (spare.empty())
-    {
-        records.push_back(record);
-        return;
-    }
-    spare.front() = record;
-    records.splice(records.end(), spare, spare.begin());
 }
 
 DWORD WINAPI CLogQueue::State::Work(void* parameter)
@@ -122,31 +106,20 @@ DWORD WINAPI CLogQueue::State::Work(void* parameter)
 // Writes one record after the other until none is left, and says that the worker ends.
 void CLogQueue::State::Drain()
 {
-    Records current;
+    CqlLogListener::LogData record{TraceIn, "", L""};
     const CSectionLock guard{lock};
     do
     {
-        while (!records.empty())
+        while (records.Take(record))
         {
-            current.splice(current.begin(), records, records.begin());
+            const CSectionPause pause{lock};
+            try
             {
-                const CSectionPause pause{lock};
-                try
-                {
-                    pFile->WriteLine(current.front().Line());
-                }
-                catch (...)
-                {
-                    // Out of memory: this record is lost.
-                }
+                pFile->WriteLine(record.Line());
             }
-            if (spare.size() < kMaximumSpare)
+            catch (...)
             {
-                spare.splice(spare.begin(), current);
-            }
-            else
-            {
-                current.clear();
+                // Out of memory: this record is lost.
             }
         }
         // Before the end is announced, so that a process that ends then has lost nothing. New records may have come.
@@ -154,7 +127,7 @@ void CLogQueue::State::Drain()
             const CSectionPause pause{lock};
             pFile->Flush();
         }
-    } while (!records.empty());
+    } while (!records.IsEmpty());
     bWorkerRunning = false;
 }
 

@@ -1,7 +1,10 @@
 #include "shared/WideText.h"
 
+#include "shared/WideFormat.h"
+
 #include <cstdio>
 #include <cwchar>
+#include <optional>
 
 namespace Quil::Shared
 {
@@ -20,9 +23,9 @@ std::wstring FormatText(const wchar_t* format, ...)
     std::wstring text;
     if (length > 0)
     {
+        // The text and the NUL that std::wstring has room for.
         text.resize(static_cast<std::size_t>(length));
-        // The buffer is exactly as long as the text; std::wstring has room for the NUL that is not written.
-        static_cast<void>(_vsnwprintf(text.data(), text.size(), format, arguments));
+        static_cast<void>(FormatBuffer(text.data(), text.size() + 1, format, arguments));
     }
     va_end(arguments);
     return text;
@@ -41,15 +44,23 @@ int PrintText(const wchar_t* format, ...)
 
 std::size_t FormatBuffer(wchar_t* buffer, std::size_t size, const wchar_t* format, va_list arguments) noexcept
 {
-    const int written = _vsnwprintf(buffer, size - 1, format, arguments);
-    // Cut or failed: what fits stays, terminated at the last position.
-    buffer[size - 1] = L'\0';
-    if (written >= 0)
+    va_list again;
+    va_copy(again, arguments);
+    std::size_t length = 0;
+    if (const std::optional<std::size_t> simple = FormatSimple(buffer, size, format, arguments))
     {
-        buffer[written] = L'\0';
-        return static_cast<std::size_t>(written);
+        length = *simple;
     }
-    return wcsnlen(buffer, size);
+    else
+    {
+        const int written = _vsnwprintf(buffer, size - 1, format, again);
+        // Cut or failed: what fits stays, terminated at the last position.
+        buffer[size - 1] = L'\0';
+        length = written >= 0 ? static_cast<std::size_t>(written) : wcsnlen(buffer, size);
+        buffer[length] = L'\0';
+    }
+    va_end(again);
+    return length;
 }
 
 std::wstring DirectoryOf(std::wstring_view path)
