@@ -35,9 +35,9 @@ trap 'rm -rf "$stage"' EXIT
 shipped=$stage/shipped symbols=$stage/symbols
 mkdir -p "$shipped/policy/en-US" "$symbols" "$out"
 install -m 644 "$build/bin/HotKeyServiceTLY.exe" "$build/bin/hotkeyctl.exe" "$shipped"
-install -m 644 "$root/policy/HotKeyServiceTLY.admx" "$shipped/policy"
-install -m 644 "$root/policy/en-US/HotKeyServiceTLY.adml" "$shipped/policy/en-US"
-install -m 644 "$build/bin/HotKeyServiceTLY.debug" "$symbols"
+install -m 644 "$root/policy/QuilTLYService.admx" "$shipped/policy"
+install -m 644 "$root/policy/en-US/QuilTLYService.adml" "$shipped/policy/en-US"
+install -m 644 "$build/bin/HotKeyServiceTLY.debug" "$build/bin/hotkeyctl.debug" "$symbols"
 
 built=$(cd "$here" && python3 -c 'import common, pathlib, sys; print(common.file_version(pathlib.Path(sys.argv[1])))' \
     "$shipped/HotKeyServiceTLY.exe")

@@ -189,7 +189,7 @@ def later_versions(work, shipped, version):
 
     major, minor, patch, _ = version.split(".")
     rebuilt = dict(shipped)
-    rebuilt["policy/HotKeyServiceTLY.admx"] += b"\n"
+    rebuilt["policy/QuilTLYService.admx"] += b"\n"
     return installer("next", shipped, f"{major}.{minor}.{int(patch) + 1}.0"), installer("rebuilt", rebuilt, version)
 
 
@@ -220,7 +220,7 @@ def test_registration_is_the_one_of_the_program(pc, build, package):
 def test_life_of_an_installation(pc, package, shipped, version, following, rebuilt):
     check_installed(pc, shipped, version)
 
-    (pc.drive / PROGRAM_FOLDER / "policy/HotKeyServiceTLY.admx").unlink()
+    (pc.drive / PROGRAM_FOLDER / "policy/QuilTLYService.admx").unlink()
     pc.run("sc", "stop", "HotKeyServiceTLY")
     # What "msiexec /fa" does; Wine's does nothing.
     pc.msiexec("/i", package, "REINSTALL=ALL", "REINSTALLMODE=amus")
@@ -228,7 +228,7 @@ def test_life_of_an_installation(pc, package, shipped, version, following, rebui
     say("repaired")
 
     changed = dict(shipped)
-    changed["policy/HotKeyServiceTLY.admx"] += b"\n"
+    changed["policy/QuilTLYService.admx"] += b"\n"
     pc.msiexec("/i", rebuilt)
     check_installed(pc, changed, version)
     say("replaced by a rebuilt package of the same version")
