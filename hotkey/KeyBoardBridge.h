@@ -68,6 +68,8 @@ class CKeyBoardBridge
     explicit CKeyBoardBridge(WMIData* wmiData);
     ~CKeyBoardBridge() = default;
 
+    static CKeyBoardBridge* s_pInstance; // never deleted; guarded by s_instanceMutex
+
   private:
     // The commands; their lines stand under the name of ProcessCommand.
     void LaunchSystemInformation(const Quil::Shared::CLogName& log);
@@ -78,10 +80,9 @@ class CKeyBoardBridge
     std::atomic<std::shared_ptr<SysInfo::CHotKeyHandler>> m_pHotKeyHandler;
     WMIData* const m_pWMIData; // not owned, handed to every handler; may be null
 
-    static CKeyBoardBridge* s_pInstance; // never deleted; guarded by s_instanceMutex
-    static unsigned s_nCallCount;        // guarded by s_instanceMutex; nothing reads it
-    static std::mutex s_instanceMutex;   // creation of the bridge
-    static std::mutex s_handlerMutex;    // creation of the handler
+    static unsigned s_nCallCount;      // guarded by s_instanceMutex; nothing reads it
+    static std::mutex s_instanceMutex; // creation of the bridge
+    static std::mutex s_handlerMutex;  // creation of the handler
 };
 
 } // namespace RpcServer

@@ -1,5 +1,7 @@
 #include "hotkey/UsbCText.h"
 
+#include "shared/WideText.h"
+
 namespace RpcServer::SysInfo
 {
 
@@ -36,8 +38,7 @@ std::wstring UsbCText(const USBC_BIOS_INFO& info)
         text += SupportText(flag);
     }
     text += separator;
-    text += std::to_wstring(DownstreamWatts(info));
-    text += L'W';
+    text += Quil::Shared::FormatText(L"%dW", DownstreamWatts(info));
     return text;
 }
 

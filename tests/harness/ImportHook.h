@@ -44,8 +44,10 @@ template <typename Tag, typename Result, typename... Args> class ImportHook<Tag,
             return;
         }
         m_outer = s_current;
+        // Before the slot changes: other threads may come through it at once.
+        m_real = reinterpret_cast<Pointer>(*m_slot);
         s_current = this;
-        m_real = reinterpret_cast<Pointer>(ExchangeImportSlot(m_slot, reinterpret_cast<void*>(&Trampoline)));
+        ExchangeImportSlot(m_slot, reinterpret_cast<void*>(&Trampoline));
     }
     ~ImportHook()
     {

@@ -87,12 +87,24 @@ class Commands : public Bridge
 
 } // namespace
 
-// --- the one instance; the order of these three matters within one process
+// --- the one instance
 
-TEST(BridgeInstance, IsNullWhenMemoryRanOut)
+namespace
 {
+
+class BridgeInstance : public testing::Test
+{
+  protected:
+    BridgeInstance() { ProbeBridge::ForgetInstance(); }
+
     HandlerMachine machine;
     LogCapture log;
+};
+
+} // namespace
+
+TEST_F(BridgeInstance, IsNullWhenMemoryRanOut)
+{
     const AllocationFault fault{0};
 
     EXPECT_EQ(nullptr, CKeyBoardBridge::getInstance(nullptr));
@@ -101,11 +113,8 @@ TEST(BridgeInstance, IsNullWhenMemoryRanOut)
                    L"TraceOut|RpcServer::CKeyBoardBridge::getInstance|");
 }
 
-TEST(BridgeInstance, IsMadeWithItsHandlerOnTheFirstCall)
+TEST_F(BridgeInstance, IsMadeWithItsHandlerOnTheFirstCall)
 {
-    HandlerMachine machine;
-    LogCapture log;
-
     CKeyBoardBridge* const bridge = CKeyBoardBridge::getInstance(nullptr);
 
     ASSERT_NE(nullptr, bridge);
@@ -118,12 +127,11 @@ TEST(BridgeInstance, IsMadeWithItsHandlerOnTheFirstCall)
     EXPECT_THAT(log.LinesOf(kCreate), ElementsAre(L"TraceIn|", kCallingRelease, kReleased, L"TraceOut|"));
 }
 
-TEST(BridgeInstance, IsTheSameForEveryCallerWhateverReaderItBrings)
+TEST_F(BridgeInstance, IsTheSameForEveryCallerWhateverReaderItBrings)
 {
-    HandlerMachine machine;
     CKeyBoardBridge* const first = CKeyBoardBridge::getInstance(nullptr);
     const auto handler = first->GetHotKeyHandler();
-    LogCapture log;
+    log.Clear();
 
     EXPECT_EQ(first, CKeyBoardBridge::getInstance(reinterpret_cast<RpcServer::WMIData*>(std::uintptr_t{0x10})));
 

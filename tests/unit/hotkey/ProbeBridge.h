@@ -7,4 +7,7 @@ class ProbeBridge : public RpcServer::CKeyBoardBridge
 {
   public:
     explicit ProbeBridge(RpcServer::WMIData* wmiData = nullptr) : CKeyBoardBridge{wmiData} {}
+
+    // The next getInstance makes a bridge anew; the one before is left as it is.
+    static void ForgetInstance() { s_pInstance = nullptr; }
 };
