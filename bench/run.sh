@@ -44,16 +44,21 @@ measure_service() {
     local service='C:\Program Files\Quil\HotKeyService\HotKeyServiceTLY.exe'
     local c
     c=$("$prefix" path bench)/prefix/drive_c
-    cp "$bin/bench/minimal_service.exe" "$c/testbed/bin/"
+    cp "$bin"/bench/minimal{,_rpc}_service.exe "$c/testbed/bin/"
     "$prefix" run bench "$service" -install </dev/null >/dev/null
     "$prefix" run bench sc create MinimalService binPath= 'C:\testbed\bin\minimal_service.exe' </dev/null >/dev/null
+    "$prefix" run bench sc create MinimalRpcService binPath= 'C:\testbed\bin\minimal_rpc_service.exe' </dev/null >/dev/null
     "$prefix" run bench sc start MinimalService </dev/null >/dev/null
+    "$prefix" run bench sc start MinimalRpcService </dev/null >/dev/null
     "$prefix" run bench sc start HotKeyServiceTLY </dev/null >/dev/null
     await_running MinimalService
+    await_running MinimalRpcService
     await_running HotKeyServiceTLY
     sleep 2 # the log worker ends, what start-up left behind settles
     row 'idle private memory before the first RPC call' "$(private_memory HotKeyServiceTLY.exe)" \
         "$(private_memory minimal_service.exe)" 'a minimal service' 1.30 kB
+    row 'idle private memory before the first RPC call' "$(private_memory HotKeyServiceTLY.exe)" \
+        "$(private_memory minimal_rpc_service.exe)" 'a minimal RPC service' 1.30 kB
     row 'size of the stripped program' "$(($(stat -c %s "$bin/HotKeyServiceTLY.exe") / 1024))" \
         "$(($(stat -c %s "$bin/bench/regex_program.exe") / 1024))" 'std::wregex and std::wifstream' 1.25 kB
 

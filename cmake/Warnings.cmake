@@ -17,7 +17,9 @@ else()
         $<$<COMPILE_LANGUAGE:CXX>:-ffunction-sections;-fdata-sections>
         $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wconversion;-Wshadow;$<$<BOOL:${HOTKEY_WERROR}>:-Werror>>)
     target_link_options(hotkey_options INTERFACE
-        -static -fstack-protector-strong -Wl,--gc-sections -Wl,--no-insert-timestamp)
+        -static -fstack-protector-strong -Wl,--gc-sections -Wl,--no-insert-timestamp
+        # Page-aligned sections are mapped from the file; others become a private copy in memory.
+        -Wl,--file-alignment,4096)
 endif()
 
 # For programs whose entry point is wmain.
