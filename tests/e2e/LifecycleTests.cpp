@@ -241,6 +241,7 @@ TEST(Start, StopsItselfWhenAnotherProgramHoldsTheEndpoint)
     EXPECT_TRUE(
         Eventually([&] { return testing::Value(StatesOf(pc.Records(L"SetServiceStatus")), Contains(L"STOPPED")); }));
     EXPECT_THAT(pc.EventTexts(), IsSupersetOf({L"RpcServerMonitoringThread - Entry", L"Quil TLY Service in OnStop"}));
+    pc.WaitForEnd();
     EXPECT_THAT(pc.Log(), Contains(EndsWith(L"|RpcServerStart Failed to start with return status 1740")));
 }
 
