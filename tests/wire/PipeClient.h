@@ -44,7 +44,8 @@ struct Reply
 {
     std::uint8_t ucType{0}; // 2 response, 3 fault; 0: the connection ended
     std::uint32_t ulFault{0};
-    Bytes stub; // what follows the header
+    Bytes stub; // what follows the headers
+    int nMoreFragments{0};
 };
 
 class PipeClient
@@ -87,15 +88,7 @@ class PipeClient
             Exchange(Bytes{0x05, 0x00, 0x00, 0x03, 0x10, 0x00, 0x00, 0x00, length, 0x00, 0x00,      0x00,
                            0x02, 0x00, 0x00, 0x00, hint, 0x00, 0x00, 0x00, 0x00,   0x00, operation, 0x00} +
                      stub);
-        Reply reply;
-        if (answer.size() < 24)
-        {
-            return reply;
-        }
-        reply.ucType = answer[2];
-        reply.ulFault = reply.ucType == kFault ? Number32(answer, 24) : 0;
-        reply.stub.assign(answer.begin() + 24, answer.end());
-        return reply;
+        return Collect(answer);
     }
 
     // Binds and connects; the context handle as it stands on the wire.
@@ -125,10 +118,33 @@ class PipeClient
         EXPECT_TRUE(SetNamedPipeHandleState(m_pipe, &mode, nullptr, nullptr)) << GetLastError();
     }
 
+    // Puts the fragments of an answer together; the last one carries the flag 2.
+    Reply Collect(Bytes fragment)
+    {
+        Reply reply;
+        while (fragment.size() >= 24)
+        {
+            reply.ucType = fragment[2];
+            reply.ulFault = reply.ucType == kFault ? Number32(fragment, 24) : 0;
+            reply.stub.insert(reply.stub.end(), fragment.begin() + 24, fragment.end());
+            if ((fragment[3] & 2) != 0)
+            {
+                return reply;
+            }
+            ++reply.nMoreFragments;
+            fragment = Receive();
+        }
+        return Reply{};
+    }
+
     Bytes Exchange(const Bytes& request)
     {
         DWORD count = 0;
         EXPECT_TRUE(WriteFile(m_pipe, request.data(), static_cast<DWORD>(request.size()), &count, nullptr));
+        return Receive();
+    }
+    Bytes Receive()
+    {
         Bytes answer(16);
         if (!Read(answer.data(), 16))
         {

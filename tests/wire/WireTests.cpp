@@ -180,13 +180,15 @@ TEST_F(Wire, ReadSysInfoSendsALongTextInSeveralFragments)
     Feed().sysInfo = [] { return std::wstring(5000, L'x'); };
     const EndpointScope endpoint;
     PipeClient client;
-    const Bytes context = client.Connect();
 
-    const Reply first = client.Call(4, context);
+    const Reply reply = client.Call(4, client.Connect());
 
-    ASSERT_EQ(PipeClient::kResponse, first.ucType);
-    EXPECT_EQ(5001U, Number32(first.stub, 0));
-    EXPECT_EQ(5001U, Number32(first.stub, 8));
+    ASSERT_EQ(PipeClient::kResponse, reply.ucType);
+    EXPECT_GE(reply.nMoreFragments, 1);
+    ASSERT_EQ(10014U, reply.stub.size()); // size, pointer, count, 5001 characters
+    EXPECT_EQ(5001U, Number32(reply.stub, 0));
+    EXPECT_EQ(5001U, Number32(reply.stub, 8));
+    EXPECT_THAT(Bytes(reply.stub.end() - 4, reply.stub.end()), testing::ElementsAre(0x78, 0x00, 0x00, 0x00));
 }
 
 TEST_F(Wire, PresenceAnswersAreFourBytes)
