@@ -29,12 +29,9 @@ std::wstring FromUtf8(std::string_view text)
     return wide;
 }
 
-void CCtlOutput::Print(std::wstring_view text) const
+bool CCtlOutput::Print(std::wstring_view text) const
 {
-    if (!m_bQuiet)
-    {
-        Write(STD_OUTPUT_HANDLE, text);
-    }
+    return m_bQuiet || Write(STD_OUTPUT_HANDLE, text);
 }
 
 void CCtlOutput::Complain(std::wstring_view text) const
@@ -45,14 +42,13 @@ void CCtlOutput::Complain(std::wstring_view text) const
     }
 }
 
-void CCtlOutput::Write(DWORD stream, std::wstring_view text)
+bool CCtlOutput::Write(DWORD stream, std::wstring_view text)
 {
     const HANDLE handle = GetStdHandle(stream);
     DWORD mode = 0;
     if (GetConsoleMode(handle, &mode))
     {
-        static_cast<void>(WriteConsoleW(handle, text.data(), static_cast<DWORD>(text.size()), &mode, nullptr));
-        return;
+        return WriteConsoleW(handle, text.data(), static_cast<DWORD>(text.size()), &mode, nullptr) != FALSE;
     }
     const std::string bytes = ToUtf8(text);
     std::string_view rest{bytes};
@@ -63,6 +59,7 @@ void CCtlOutput::Write(DWORD stream, std::wstring_view text)
     {
         rest.remove_prefix(written);
     }
+    return rest.empty();
 }
 
 } // namespace HotKey

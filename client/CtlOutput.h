@@ -17,13 +17,13 @@ class CCtlOutput
   public:
     explicit CCtlOutput(bool quiet) noexcept : m_bQuiet{quiet} {}
 
-    // One line or several on standard output; nothing when quiet.
-    void Print(std::wstring_view text) const;
+    // One line or several on standard output; nothing when quiet. False when nobody reads it any more.
+    bool Print(std::wstring_view text) const;
     // One line on standard error, after the program's name; nothing when quiet.
     void Complain(std::wstring_view text) const;
 
   private:
-    static void Write(DWORD stream, std::wstring_view text);
+    static bool Write(DWORD stream, std::wstring_view text);
 
     const bool m_bQuiet;
 };

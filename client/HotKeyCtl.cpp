@@ -1,5 +1,6 @@
 // hotkeyctl: the hotkey service's operations by hand, in scripts and in tests.
 #include "client/CtlCommands.h"
+#include "client/CtlLog.h"
 #include "client/CtlOutput.h"
 #include "client/HotKeyClient.h"
 
@@ -30,6 +31,10 @@ struct Options
     std::string strProgram;
     double dInterval{2};
     unsigned nCount{0};
+    std::string strLevel;
+    std::string strSince;
+    std::string strLogPath;
+    HotKey::CLogRequest log;
 
     HotKey::Form Form() const { return bJson ? HotKey::Form::Json : bRaw ? HotKey::Form::Raw : HotKey::Form::Fields; }
 };
@@ -43,6 +48,28 @@ void AddForms(CLI::App* command, Options& options)
 {
     command->add_flag("--raw", options.bRaw, "The text as the service sends it");
     command->add_flag("--json", options.bJson, "One JSON object")->excludes("--raw");
+}
+
+std::string CheckSince(const std::string& text)
+{
+    return HotKey::SinceText(text).empty() ? "neither a duration nor a time: " + text : std::string{};
+}
+
+void DescribeLog(CLI::App* log, CLI::App& app, Options& options)
+{
+    log->add_option("--level", options.strLevel, "Lowest level, in the service's order: TraceIn to Diag")
+        ->check(CLI::IsMember({"TraceIn", "TraceOut", "Verbose", "Information", "Warning", "Error", "Diag"},
+                              CLI::ignore_case));
+    log->add_option("--function", options.log.filter.strFunction, "Part of the function's name");
+    log->add_option("--since", options.strSince, "90s, 15m, 2h or 1d ago; 14:07 today; 2024/03/05; or both of these")
+        ->check(CheckSince);
+    CLI::Option* const follow = log->add_flag("--follow", options.log.bFollow, "Go on with what the service writes");
+    log->add_flag("--json", options.log.bJson, "One JSON object per line");
+    log->add_flag("--timings", options.log.bTimings, "Times of each function: count, total, mean, longest");
+    log->add_option("--path", options.strLogPath, "Another log file; its rotated ones belong to it");
+    follow->excludes("--timings")->excludes(app.get_option("--quiet"));
+    log->footer("Examples:\n  hotkeyctl log --since 1h --level Warning\n  hotkeyctl log --follow --since 1m\n"
+                "  hotkeyctl log --timings --function CMainService\n");
 }
 
 void Describe(CLI::App& app, Options& options)
@@ -85,6 +112,8 @@ void Describe(CLI::App& app, Options& options)
         ->capture_default_str();
     watch->add_option("--count", options.nCount, "End after so many questions (default: go on)");
     watch->footer("Examples:\n  hotkeyctl watch\n  hotkeyctl watch --interval 0.5 --count 20\n");
+
+    DescribeLog(app.add_subcommand("log", "The service's log of this PC, with its old files"), app, options);
 }
 
 std::chrono::milliseconds Milliseconds(double seconds)
@@ -92,12 +121,28 @@ std::chrono::milliseconds Milliseconds(double seconds)
     return std::chrono::milliseconds{std::llround(seconds * 1000)};
 }
 
+int PrintLog(const Options& options, const HotKey::CCtlOutput& output)
+{
+    HotKey::CLogRequest request = options.log;
+    request.strPath = HotKey::FromUtf8(options.strLogPath);
+    request.filter.nMinimumLevel = HotKey::LogLevelRank(options.strLevel);
+    if (!options.strSince.empty())
+    {
+        request.filter.strSince = HotKey::SinceText(options.strSince);
+    }
+    return HotKey::CCtlLog{request, output}.Run();
+}
+
 int Run(const CLI::App& app, const Options& options)
 {
-    HotKey::CHotKeyClient client{Milliseconds(options.dTimeout)};
     const HotKey::CCtlOutput output{options.bQuiet};
-    HotKey::CCtlCommands commands{client, output};
     const std::string command = app.get_subcommands().front()->get_name();
+    if (command == "log")
+    {
+        return PrintLog(options, output);
+    }
+    HotKey::CHotKeyClient client{Milliseconds(options.dTimeout)};
+    HotKey::CCtlCommands commands{client, output};
     if (command == "sysinfo")
     {
         return commands.SysInfo(options.Form());
