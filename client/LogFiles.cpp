@@ -15,7 +15,7 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 constexpr std::size_t kPiece = std::size_t{256} * 1024;
 // Byte-order mark, time, thread and the beginning of the level: no two files of a log begin alike.
 constexpr std::size_t kHead = 40;
-// A rotation takes milliseconds; one that was cut short leaves its temporary files for good.
+// A rotation takes milliseconds.
 constexpr int kLooks = 50;
 constexpr DWORD kBetweenLooksMs = 10;
 
@@ -155,7 +155,7 @@ bool CLogFiles::IsRotating() const
     return found;
 }
 
-// The files between two rotations: the folder looks the same twice.
+// The files between two rotations: the folder looks the same twice. None when it does not come to rest.
 std::vector<CLogFiles::CEntry> CLogFiles::ListSettledFiles()
 {
     std::vector<CEntry> files = ListFiles();
@@ -173,10 +173,11 @@ std::vector<CLogFiles::CEntry> CLogFiles::ListSettledFiles()
             m_bLeftovers = rotating;
             return files;
         }
+        // A rotation that was cut short leaves them for good.
+        m_bLeftovers = same && look + 2 >= kLooks;
         Sleep(kBetweenLooksMs);
     }
-    m_bLeftovers = true;
-    return files;
+    return {};
 }
 
 CLogFiles::Step CLogFiles::Read(std::string& bytes)

@@ -1,0 +1,35 @@
+/* The client library for other languages: plain C functions, exported by hotkeyclient.dll.
+   Each call makes a connection of its own and returns 0, or how it failed: 3 not reachable, 4 refused, 5 timed out,
+   6 an answer that is not understood. status, if given, receives the RPC status of the failure, else 0.
+   Texts are BSTRs that the caller frees; an empty answer is an empty text. Any thread may call. */
+#ifndef CLIENT_FLAT_CLIENT_H
+#define CLIENT_FLAT_CLIENT_H
+
+#include <windows.h>
+
+#include <oleauto.h>
+
+#ifdef HOTKEY_FLAT_CLIENT_EXPORTS
+#define HOTKEY_FLAT __declspec(dllexport)
+#else
+#define HOTKEY_FLAT __declspec(dllimport)
+#endif
+
+#ifdef __cplusplus
+extern "C"
+{
+#endif
+
+    HOTKEY_FLAT int __cdecl HotKeyReadSysInfo(unsigned timeoutMs, BSTR* text, unsigned* status);
+    HOTKEY_FLAT int __cdecl HotKeyReadUsbTypeC(unsigned timeoutMs, BSTR* text, unsigned* status);
+    /* Each answer is 1 or 0. */
+    HOTKEY_FLAT int __cdecl HotKeyReadPresence(unsigned timeoutMs, int* fennixService, int* fennixNode,
+                                               unsigned* status);
+    HOTKEY_FLAT int __cdecl HotKeyLaunchSystemInformation(unsigned timeoutMs, unsigned* status);
+    HOTKEY_FLAT int __cdecl HotKeyLaunchUsbCApp(unsigned timeoutMs, unsigned* status);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
