@@ -7,6 +7,7 @@
 //
 // The replacement is typed from the function and may capture. Only calls of this program's own objects are seen, not
 // those inside other modules. A function that nothing here imports has no slot: that is a test failure.
+// The compiler may read a slot only once within one function: call the unit under test, not the hooked function itself.
 // Hooks of one function nest; they end in the reverse order of their start.
 #pragma once
 
