@@ -48,9 +48,12 @@ class CHotKeyClient::CConnection
     {
         wchar_t protocol[] = L"ncalrpc";
         wchar_t endpoint[] = L"TLYRpcEndpoint";
+        // Whoever took the endpoint's name may learn who calls, but not act as the caller.
+        wchar_t options[] = L"Security=Identification Dynamic True";
         RPC_WSTR text = nullptr;
-        RPC_STATUS status = RpcStringBindingComposeW(nullptr, reinterpret_cast<RPC_WSTR>(protocol), nullptr,
-                                                     reinterpret_cast<RPC_WSTR>(endpoint), nullptr, &text);
+        RPC_STATUS status =
+            RpcStringBindingComposeW(nullptr, reinterpret_cast<RPC_WSTR>(protocol), nullptr,
+                                     reinterpret_cast<RPC_WSTR>(endpoint), reinterpret_cast<RPC_WSTR>(options), &text);
         if (status != RPC_S_OK)
         {
             return static_cast<std::uint32_t>(status);
