@@ -80,6 +80,19 @@ void ThrowInt()
 class ServiceBase : public testing::Test
 {
   protected:
+    // The first exception of a thread makes the compiler's run time set up its storage, which changes the last error.
+    static void WarmUpExceptions()
+    {
+        try
+        {
+            ThrowInt();
+        }
+        catch (int)
+        {
+        }
+    }
+    void SetUp() override { WarmUpExceptions(); }
+
     // The journal of one control sent to a running service.
     const std::vector<std::wstring>& After(DWORD control, const wchar_t* operation = L"", void (*failure)() = nullptr)
     {
