@@ -204,6 +204,9 @@ Pc::Pc(const std::wstring& profile)
 Pc::~Pc()
 {
     Clean();
+    // What other test programs find: none of the maker's services and devices.
+    std::wstring reason;
+    EXPECT_TRUE(Testbed::ApplyProfile(L"no-framework", reason)) << Testbed::Utf8FromWide(reason);
 }
 
 void Pc::Clean() const
