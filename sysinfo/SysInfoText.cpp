@@ -114,12 +114,16 @@ bool IsFactoryBuild(const std::wstring& build)
     return std::regex_match(std::wstring{build.begin(), middle} + std::wstring{end, build.end()}, expression);
 }
 
-std::wstring JoinFields(std::span<const std::wstring* const> fields)
+std::wstring JoinFields(std::span<std::wstring* const> fields)
 {
     std::wstring text;
     const wchar_t* separator = L"";
-    for (const std::wstring* field : fields)
+    for (std::wstring* field : fields)
     {
+        if (field->empty())
+        {
+            *field = L"null";
+        }
         text += separator;
         text += *field;
         separator = L"<.^.>";

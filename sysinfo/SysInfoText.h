@@ -42,7 +42,7 @@ std::optional<OemField> FindOemField(std::wstring_view oemStrings, std::wstring_
 // True for a build id of the factory's form: ten or more word characters, "#", four, "#", four. Any thread.
 bool IsFactoryBuild(const std::wstring& build);
 
-// The fields in one line, "<.^.>" between them. Nothing is escaped.
-std::wstring JoinFields(std::span<const std::wstring* const> fields);
+// The fields in one line, "<.^.>" between them. Nothing is escaped; an empty field itself becomes "null".
+std::wstring JoinFields(std::span<std::wstring* const> fields);
 
 } // namespace RpcServer

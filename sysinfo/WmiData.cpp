@@ -122,13 +122,6 @@ void WMIData::FormatSysInfoString()
                                     &m_strSerialNumber,
                                     &m_strFeatureByte,
                                     &m_strBiosPasswordStatus};
-    for (std::wstring* field : fields)
-    {
-        if (field->empty())
-        {
-            *field = L"null";
-        }
-    }
     m_strSysInfo = JoinFields(fields);
     m_bRendered.store(true, std::memory_order_release);
     trace.ExitText(L"System Info = %s", m_strSysInfo);

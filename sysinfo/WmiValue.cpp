@@ -49,8 +49,9 @@ class CRetries
     bool m_bException{false};
 };
 
-// Copies the text of a property up to its first NUL. A value that is no text (null, a number) reads as empty.
-void CopyText(const VARIANT& property, std::wstring& value)
+// Moves the text of a property, up to its first NUL, out of the VARIANT. A value that is no text (null, a number) reads
+// as empty.
+void TakeText(VARIANT& property, std::wstring& value)
 {
     const wchar_t* const text = V_VT(&property) == VT_BSTR ? V_BSTR(&property) : nullptr;
     try
@@ -59,8 +60,10 @@ void CopyText(const VARIANT& property, std::wstring& value)
     }
     catch (const std::bad_alloc&)
     {
+        VariantClear(&property);
         _com_issue_error(E_OUTOFMEMORY);
     }
+    VariantClear(&property);
 }
 
 } // namespace
@@ -127,8 +130,7 @@ HRESULT WMIData::GetBIOSValue(IWbemClassObject* object, const wchar_t* property,
                 result = object->Get(property, 0, &variant, nullptr, nullptr);
                 if (SUCCEEDED(result))
                 {
-                    CopyText(variant, value);
-                    VariantClear(&variant);
+                    TakeText(variant, value);
                     trace.Verbose(L"The value is %s", value);
                     if (!retry)
                     {

@@ -265,10 +265,21 @@ TEST(IsFactoryBuild, LoneSurrogatesAndNulsAreNoWordCharacters)
 
 TEST(JoinFields, PutsTheSeparatorBetweenFieldsOnly)
 {
-    const std::wstring one{L"one"};
-    const std::wstring two{L" "};
-    const std::wstring three{L"a<.^.>b"};
-    const std::wstring* const fields[] = {&one, &two, &three};
+    std::wstring one{L"one"};
+    std::wstring two{L" "};
+    std::wstring three{L"a<.^.>b"};
+    std::wstring* const fields[] = {&one, &two, &three};
 
     EXPECT_EQ(L"one<.^.> <.^.>a<.^.>b", JoinFields(fields));
+}
+
+TEST(JoinFields, EmptyFieldBecomesNullItself)
+{
+    std::wstring one;
+    std::wstring two{L" "};
+    std::wstring* const fields[] = {&one, &two};
+
+    EXPECT_EQ(L"null<.^.> ", JoinFields(fields));
+    EXPECT_EQ(L"null", one);
+    EXPECT_EQ(L" ", two);
 }
