@@ -24,7 +24,7 @@ constexpr DWORD kSpinCount = 4000;
 // A request logs a dozen records in quick succession. A worker that gathers for a moment writes them, and those of the
 // requests behind it, with one opening of the file.
 constexpr DWORD kGatherMilliseconds = 20;
-constexpr std::size_t kGatherRecords = 256;
+constexpr std::size_t kGatherRecords = 8192;
 
 } // namespace
 
