@@ -150,7 +150,7 @@ int CCtlLog::Copy(CLogFiles& files)
     CLogLineReader reader;
     std::string bytes;
     std::vector<CLogRecord> records;
-    bool idle = false; // nothing came for as long as one sleep
+    bool idle = false; // there was nothing more before the last sleep
     for (;;)
     {
         const CLogFiles::Step step = files.Read(bytes);
@@ -174,18 +174,14 @@ int CCtlLog::Copy(CLogFiles& files)
             break;
         }
         const bool written = Write(std::exchange(records, {}));
-        if (step != CLogFiles::Step::End)
-        {
-            idle = false;
-        }
-        else if (m_request.bFollow)
-        {
-            Sleep(kFollowMs);
-            idle = true;
-        }
-        if (!written || (step == CLogFiles::Step::End && !m_request.bFollow))
+        idle = step == CLogFiles::Step::End;
+        if (!written || (idle && !m_request.bFollow))
         {
             break;
+        }
+        if (idle)
+        {
+            Sleep(kFollowMs);
         }
     }
     if (m_request.bTimings && m_bAny)
