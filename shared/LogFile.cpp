@@ -227,7 +227,7 @@ bool CLogFile::CheckSize(bool force)
     }
     ShiftNumberedLogs(names);
     m_hFile.Reset();
-    const bool moved = MoveFileW(m_strPath.c_str(), names.Numbered(1).c_str()) != FALSE;
+    const bool moved = MoveFileW(m_strPath.c_str(), (names.strBase + L"_0001.log").c_str()) != FALSE;
     static_cast<void>(Open()); // when it fails, what is written until the next acquisition is lost
     return moved;
 }
