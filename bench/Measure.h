@@ -77,4 +77,12 @@ inline bool PrintRow(const char* what, const char* against, Pair pair, Bar kind,
     return met;
 }
 
+// A row without a bar: how far a figure is from a bound that it cannot pass.
+inline void PrintBound(const char* what, const char* bound, Pair pair, const char* unit = "ns")
+{
+    std::printf("%-52s %9.1f %-2s %9.1f %-2s %-30s %7.2f\n", what, pair.figure, unit, pair.limit, unit, bound,
+                pair.figure / pair.limit);
+    std::fflush(stdout);
+}
+
 } // namespace Bench
