@@ -76,6 +76,7 @@ bool CLogFile::Acquire() noexcept
     }
     if (abandoned)
     {
+        m_bMayBeEmpty = true;
         EndTornLine();
     }
     return true;
@@ -98,7 +99,23 @@ bool CLogFile::Open() noexcept
     m_hFile.Reset(CreateFileW(m_strPath.c_str(), FILE_GENERIC_READ | FILE_APPEND_DATA,
                               FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL,
                               nullptr));
-    return static_cast<bool>(m_hFile);
+    if (!m_hFile)
+    {
+        return false;
+    }
+    if (GetLastError() != ERROR_ALREADY_EXISTS)
+    {
+        PutByteOrderMark();
+    }
+    return true;
+}
+
+// Whoever makes the file begins it with the mark, so that nobody else has to ask for its size at every write.
+void CLogFile::PutByteOrderMark() noexcept
+{
+    std::memcpy(m_buffer.get(), kByteOrderMark.data(), kByteOrderMark.size());
+    m_nBuffered = kByteOrderMark.size();
+    m_bMayBeEmpty = false;
 }
 
 // A writer that was ended while it owned the mutex may have left a part of a line: the next line starts on its own.
@@ -187,12 +204,13 @@ void CLogFile::WriteLine(std::wstring_view line)
 
 void CLogFile::Put(std::wstring_view text) noexcept
 {
-    // A new file begins with a byte-order mark.
-    LARGE_INTEGER size{};
-    if (m_nBuffered == 0 && m_hFile && GetFileSizeEx(m_hFile.Get(), &size) && size.QuadPart == 0)
+    if (std::exchange(m_bMayBeEmpty, false) && m_nBuffered == 0)
     {
-        std::memcpy(m_buffer.get(), kByteOrderMark.data(), kByteOrderMark.size());
-        m_nBuffered = kByteOrderMark.size();
+        LARGE_INTEGER size{};
+        if (GetFileSizeEx(m_hFile.Get(), &size) && size.QuadPart == 0)
+        {
+            PutByteOrderMark();
+        }
     }
     m_nBuffered = static_cast<std::size_t>(EncodeUtf8(m_buffer.get() + m_nBuffered, text) - m_buffer.get());
 }
@@ -203,7 +221,10 @@ void CLogFile::Flush() noexcept
     if (length != 0 && m_hFile)
     {
         DWORD written = 0;
-        static_cast<void>(WriteFile(m_hFile.Get(), m_buffer.get(), length, &written, nullptr));
+        if (!WriteFile(m_hFile.Get(), m_buffer.get(), length, &written, nullptr))
+        {
+            m_bMayBeEmpty = true; // the mark may be among what is lost
+        }
     }
 }
 

@@ -38,6 +38,7 @@ class CLogFile
 
   private:
     bool Open() noexcept;
+    void PutByteOrderMark() noexcept;
     void EndTornLine() noexcept;
     void Put(std::wstring_view text) noexcept;
     bool IsForeign() const noexcept;
@@ -51,6 +52,7 @@ class CLogFile
     CUniqueHandle m_hFile;
     std::unique_ptr<char[]> m_buffer; // UTF-8, whole lines where they fit
     std::size_t m_nBuffered{0};
+    bool m_bMayBeEmpty{true}; // a file that was there already, without a look at its size so far
 };
 
 } // namespace Quil::Shared

@@ -206,6 +206,30 @@ TEST_F(LogListenerFile, KeepsANewEmptyFile)
     EXPECT_EQ("\xEF\xBB\xBF", folder.Read(L"App.log").substr(0, 3));
 }
 
+TEST_F(LogListenerFile, BeginsAFileThatAnotherLeftEmptyWhenItDiedWithAByteOrderMark)
+{
+    CqlLogListenerFile listener{false, 0, folder.File(L"App.log")};
+    listener.Write(LogData{Error, "A::B", L"x"});
+    const AbandonedMutex mutex{folder.File(L"App.log")};
+    folder.Write(L"App.log", "");
+
+    listener.Write(LogData{Error, "A::B", L"y"});
+
+    EXPECT_EQ("\xEF\xBB\xBF", folder.Read(L"App.log").substr(0, 3));
+}
+
+TEST_F(LogListenerFile, BeginsAFileThatWasRemovedMeanwhileWithAByteOrderMark)
+{
+    CqlLogListenerFile listener{false, 0, folder.File(L"App.log")};
+    listener.Write(LogData{Error, "A::B", L"x"});
+    DeleteFileW(folder.File(L"App.log").c_str());
+
+    listener.Write(LogData{Error, "A::B", L"y"});
+
+    EXPECT_EQ("\xEF\xBB\xBF", folder.Read(L"App.log").substr(0, 3));
+    EXPECT_EQ(std::vector<std::string>{"Error      |A::B|y"}, folder.Lines(L"App.log"));
+}
+
 TEST_F(LogListenerFile, KeepsAFileThatHoldsAByteOrderMarkOnly)
 {
     folder.Write(L"App.log", "\xEF\xBB\xBF");
@@ -238,7 +262,7 @@ TEST_F(LogListenerFile, MovesAFileWithADamagedFirstLineAwayWhicheverSeparatorIsD
         CqlLogListenerFile listener{false, 0, folder.File(L"App.log")};
 
         EXPECT_EQ(damaged, folder.Read(L"App_0001.log")) << place;
-        EXPECT_EQ("", folder.Read(L"App.log")) << place;
+        EXPECT_EQ("\xEF\xBB\xBF", folder.Read(L"App.log")) << place;
         DeleteFileW(folder.File(L"App_0001.log").c_str());
     }
 }
