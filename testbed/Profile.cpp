@@ -190,12 +190,6 @@ std::vector<ProfileEntry> ProfileEntries(std::wstring_view section)
     return found != sections.end() ? found->entries : std::vector<ProfileEntry>{};
 }
 
-bool ProfileFlag(std::wstring_view section, std::wstring_view key, bool fallback)
-{
-    const std::wstring value = ProfileValue(section, key, fallback ? L"yes" : L"no");
-    return SameName(value, L"yes") || SameName(value, L"true") || SameName(value, L"on") || value == L"1";
-}
-
 unsigned long ProfileNumber(std::wstring_view section, std::wstring_view key, unsigned long fallback)
 {
     const std::wstring value = ProfileValue(section, key, L"");

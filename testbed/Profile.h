@@ -42,9 +42,6 @@ struct ParsedProfile
 ParsedProfile ParseProfile(std::string_view text);
 std::vector<ProfileSection> OverlayProfile(std::vector<ProfileSection> base, const std::vector<ProfileSection>& over);
 
-// "yes", "true", "on" and "1" are true, in any case.
-bool ProfileFlag(std::wstring_view section, std::wstring_view key, bool fallback);
-
 // Decimal or 0x-prefixed; the fallback when the key is missing or not a number.
 unsigned long ProfileNumber(std::wstring_view section, std::wstring_view key, unsigned long fallback);
 
