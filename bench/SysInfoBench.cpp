@@ -39,6 +39,9 @@ const Query kQueries[] = {
     {L"ROOT\\quil\\instrumentedbios",
      L" SELECT IsSet FROM QUILBIOS_BIOSPassword WHERE Name='Setup Password'",
      {L"IsSet"}},
+    {L"ROOT\\quil\\instrumentedbios",
+     L"SELECT Value FROM QUILBIOS_BIOSString where Name='Enhanced BIOS Authentication Mode Local Access Key 1'",
+     {L"Value"}},
 };
 
 void ReadBare()

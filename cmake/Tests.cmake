@@ -13,16 +13,32 @@ endforeach()
 
 include(GoogleTest)
 
-# hotkey_add_test_program(name LABEL label SOURCES ... LIBRARIES ...)
-# One GoogleTest program whose cases CTest runs one process each, so that process-wide state never leaks between cases.
+# hotkey_discover_tests(name LABEL label [PREFIX prefix] [LOCK lock] [ALONE filter])
+# Each case of a GoogleTest program is a test of its own: CTest runs one process each, so that process-wide state never
+# leaks between cases. ALONE: the cases of this filter run while nothing else does.
+function(hotkey_discover_tests name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;PREFIX;LOCK;ALONE" "")
+    set(common TEST_PREFIX "${arg_PREFIX}" DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
+    set(properties LABELS ${arg_LABEL} TIMEOUT 120)
+    if(arg_LOCK)
+        list(APPEND properties RESOURCE_LOCK ${arg_LOCK})
+    endif()
+    if(arg_ALONE STREQUAL "*")
+        gtest_discover_tests(${name} ${common} PROPERTIES ${properties} RUN_SERIAL TRUE)
+    elseif(arg_ALONE)
+        gtest_discover_tests(${name} ${common} TEST_FILTER "-${arg_ALONE}" PROPERTIES ${properties})
+        gtest_discover_tests(${name} ${common} TEST_FILTER "${arg_ALONE}" PROPERTIES ${properties} RUN_SERIAL TRUE)
+    else()
+        gtest_discover_tests(${name} ${common} PROPERTIES ${properties})
+    endif()
+endfunction()
+
+# hotkey_add_test_program(name LABEL label [ALONE filter] SOURCES ... LIBRARIES ...)
 function(hotkey_add_test_program name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LIBRARIES")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;ALONE" "SOURCES;LIBRARIES")
     add_executable(${name} ${arg_SOURCES})
     target_link_libraries(${name} PRIVATE hotkey_options hotkey_harness ${arg_LIBRARIES})
-    # Stress needs both processors: next to other tests it would only measure how late a killed process dies.
-    string(COMPARE EQUAL "${arg_LABEL}" stress alone)
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-        PROPERTIES LABELS ${arg_LABEL} TIMEOUT 120 RUN_SERIAL ${alone})
+    hotkey_discover_tests(${name} LABEL ${arg_LABEL} ALONE "${arg_ALONE}")
 endfunction()
 
 function(hotkey_add_unit_tests name)
