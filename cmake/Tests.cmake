@@ -33,11 +33,26 @@ function(hotkey_discover_tests name)
     endif()
 endfunction()
 
+# Tests are compiled far more often than they are run: line numbers, no optimisation.
+function(hotkey_compile_for_tests name)
+    if(MINGW)
+        target_compile_options(${name} PRIVATE -O0 -g1)
+    endif()
+endfunction()
+
+# hotkey_link_test_program(name LIBRARIES ...)
+function(hotkey_link_test_program name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES")
+    target_link_libraries(${name} PRIVATE hotkey_options hotkey_harness ${arg_LIBRARIES})
+    target_precompile_headers(${name} REUSE_FROM hotkey_harness)
+    hotkey_compile_for_tests(${name})
+endfunction()
+
 # hotkey_add_test_program(name LABEL label [ALONE filter] SOURCES ... LIBRARIES ...)
 function(hotkey_add_test_program name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;ALONE" "SOURCES;LIBRARIES")
     add_executable(${name} ${arg_SOURCES})
-    target_link_libraries(${name} PRIVATE hotkey_options hotkey_harness ${arg_LIBRARIES})
+    hotkey_link_test_program(${name} LIBRARIES ${arg_LIBRARIES})
     hotkey_discover_tests(${name} LABEL ${arg_LABEL} ALONE "${arg_ALONE}")
 endfunction()
 
