@@ -6,9 +6,9 @@
 //   hook_SetupDiGetClassDevsW.Real()(...);      the function behind the hook
 //
 // The replacement is typed from the function and may capture. Only calls of this program's own objects are seen, not
-// those inside other modules. A function that nothing here imports has no slot: that is a test failure.
-// The compiler may read a slot only once within one function: call the unit under test, not the hooked function itself.
-// Hooks of one function nest; they end in the reverse order of their start.
+// those inside other modules (IMPORT_HOOK_IN sees those of one). A function that nothing here imports has no slot: that
+// is a test failure. The compiler may read a slot only once within one function: call the unit under test, not the
+// hooked function itself. Hooks of one function nest; they end in the reverse order of their start.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -38,10 +38,10 @@ template <typename Tag, typename Result, typename... Args> class ImportHook<Tag,
 
     template <typename Replacement> explicit ImportHook(Replacement replacement) : m_replacement{std::move(replacement)}
     {
-        m_slot = FindImportSlot(GetModuleHandleW(nullptr), Tag::Name());
+        m_slot = FindImportSlot(GetModuleHandleW(Tag::Module()), Tag::Name());
         if (m_slot == nullptr)
         {
-            ADD_FAILURE() << "the test program does not import " << Tag::Name();
+            ADD_FAILURE() << "nothing here imports " << Tag::Name();
             return;
         }
         m_outer = s_current;
@@ -88,9 +88,12 @@ template <typename Tag, typename Result, typename... Args> class ImportHook<Tag,
 } // namespace Harness
 
 // Declares the object hook_<function>; the replacement follows in parentheses.
-#define IMPORT_HOOK(function)                                                                                          \
+#define IMPORT_HOOK(function) IMPORT_HOOK_IN(nullptr, function)
+// The same for the calls that another loaded module makes, such as L"rpcrt4.dll".
+#define IMPORT_HOOK_IN(module, function)                                                                               \
     struct HookTag_##function                                                                                          \
     {                                                                                                                  \
+        static const wchar_t* Module() { return module; }                                                              \
         static const char* Name() { return #function; }                                                                \
     };                                                                                                                 \
     Harness::ImportHook<HookTag_##function, decltype(function)> hook_##function

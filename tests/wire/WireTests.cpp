@@ -389,12 +389,17 @@ TEST_F(Wire, StopWaitsForACallInProgress)
         const Bytes context = client.Connect();
         std::jthread caller{[&] { reply = client.Call(3, context); }};
         entered.get_future().wait();
-        IMPORT_HOOK(RpcServerUnregisterIf)
-        ([&](auto... arguments) {
-            leave.set_value();
-            const RPC_STATUS status = decltype(hook_RpcServerUnregisterIf)::RealOfCurrent()(arguments...);
-            leftBeforeStopReturned = left;
-            return status;
+        IMPORT_HOOK_IN(L"rpcrt4.dll", WaitForSingleObject)
+        ([&, stopping = GetCurrentThreadId()](HANDLE object, DWORD milliseconds) {
+            const auto wait = decltype(hook_WaitForSingleObject)::RealOfCurrent();
+            if (GetCurrentThreadId() == stopping)
+            {
+                leave.set_value();
+                const DWORD result = wait(object, milliseconds);
+                leftBeforeStopReturned = left;
+                return result;
+            }
+            return wait(object, milliseconds);
         });
         RpcServerDisconnect();
         caller.join();
