@@ -5,6 +5,7 @@
 #include "shared/LogFile.h"
 #include "shared/LogListener.h"
 #include "shared/LogQueue.h"
+#include "shared/RecordFifo.h"
 #include "shared/TraceScope.h"
 
 #include <spdlog/async.h>
@@ -266,16 +267,17 @@ void MeasureWorker()
     constexpr int count = 20000;
     const auto ours = [&] {
         DeleteLogs(L"worker");
-        std::vector<CqlLogListener::LogData> records;
+        CRecordFifo records;
         for (int i = 0; i < count; ++i)
         {
-            records.emplace_back(Information, kFunction, L"record 00000000 with some more text behind it");
+            records.Append({Information, kFunction, L"record 00000000 with some more text behind it"});
         }
         CLogFile file{PathOf(L"worker.log"), kLargeLimit};
         static_cast<void>(file.Acquire());
         const double time = Bench::NanosecondsPerOperation(
             [&] {
-                for (const CqlLogListener::LogData& record : records)
+                CqlLogListener::LogData record{TraceIn, "", L""};
+                while (records.Take(record))
                 {
                     file.WriteLine(record.Line());
                 }
