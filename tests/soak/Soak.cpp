@@ -27,13 +27,8 @@ constexpr DWORD kLogKilobytes = 16384;
 constexpr int kLongestStopMilliseconds = 5000;
 constexpr const wchar_t* kEndings[] = {L"stop", L"preshutdown", L"shutdown"};
 
-struct Event
-{
-    const wchar_t* name;
-    bool renews; // gives the handler the user's token anew
-};
-constexpr Event kEvents[] = {{L"logoff", false}, {L"unlock", true},   {L"logon", true},  {L"lock", false},
-                             {L"unlock", false}, {L"suspend", false}, {L"resume", true}, {L"power-status", false}};
+constexpr const wchar_t* kEvents[] = {L"logoff", L"unlock",  L"logon",  L"lock",
+                                      L"unlock", L"suspend", L"resume", L"power-status"};
 
 struct Options
 {
@@ -95,7 +90,7 @@ class Course
 
     bool RunOnce(SoakedService& service)
     {
-        m_kills = m_events = m_renewals = 0;
+        m_kills = m_events = m_logons = 0;
         for (Slot& slot : m_board->slots)
         {
             slot.calls = 0;
@@ -198,13 +193,12 @@ class Course
 
     void SendEvent()
     {
-        const Event& event = kEvents[m_events++ % std::size(kEvents)];
-        if (const DWORD error = Testbed::SendControl(*Testbed::ControlCode(event.name)))
+        const std::wstring event = kEvents[m_events++ % std::size(kEvents)];
+        if (const DWORD error = Testbed::SendControl(*Testbed::ControlCode(event)))
         {
-            Fault("the event " + Testbed::Utf8FromWide(event.name) + " was refused with error " +
-                  std::to_string(error));
+            Fault("the event " + Testbed::Utf8FromWide(event) + " was refused with error " + std::to_string(error));
         }
-        m_renewals += event.renews ? 1 : 0;
+        m_logons += event == L"logon" ? 1 : 0;
     }
 
     void KillOne(std::vector<Child>& clients)
@@ -302,7 +296,7 @@ class Course
                      static_cast<double>(Elapsed()) / 1000, static_cast<double>(age) / 1000,
                      static_cast<unsigned long long>(sample.privateBytes / 1024), sample.handles, sample.threads,
                      (calls - m_callsBefore) * 1000.0 / static_cast<double>(now - m_lastSample), slowest / 1000.0,
-                     launches, m_renewals, m_kills);
+                     launches, m_logons, m_kills);
         std::fflush(m_output);
         m_callsBefore = calls;
         m_lastSample = now;
@@ -321,7 +315,7 @@ class Course
     unsigned m_faults{0};
     unsigned m_kills{0};
     unsigned m_events{0};
-    unsigned m_renewals{0};
+    unsigned m_logons{0};
     unsigned m_callsBefore{0};
     ULONGLONG m_lastSample{0};
 };

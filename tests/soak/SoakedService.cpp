@@ -232,13 +232,18 @@ int SoakedService::Stop(const wchar_t* control)
     // The last lines of the log are written before the process ends.
     if (!stopped || WaitForSingleObject(m_process, kPatienceMilliseconds) != WAIT_OBJECT_0)
     {
-        TerminateProcess(m_process, 1);
-        WaitForSingleObject(m_process, kPatienceMilliseconds);
-        CloseHandle(std::exchange(m_process, nullptr));
+        Kill();
         return -1;
     }
     CloseHandle(std::exchange(m_process, nullptr));
     return duration;
+}
+
+void SoakedService::Kill()
+{
+    TerminateProcess(m_process, 1);
+    WaitForSingleObject(m_process, kPatienceMilliseconds);
+    CloseHandle(std::exchange(m_process, nullptr));
 }
 
 // From the system's lists: Wine tells neither memory nor handles of a single other process, and counts the places in a
@@ -263,6 +268,20 @@ Sample SoakedService::Measure() const
         sample.handles += list->Handle[i].OwnerPid == m_processId ? 1 : 0;
     }
     return sample;
+}
+
+unsigned SoakedService::CallsInProgress()
+{
+    const std::string log = Testbed::ReadWholeFile(LogFolder() + L"HotKeyServiceTLY.log");
+    const auto count = [&](std::string_view part) {
+        unsigned times = 0;
+        for (std::size_t place = log.find(part); place != std::string::npos; place = log.find(part, place + 1))
+        {
+            ++times;
+        }
+        return times;
+    };
+    return count("|TraceIn    |ReadUSBTypeCInfo|") - count("|TraceOut   |ReadUSBTypeCInfo|");
 }
 
 LogCheck SoakedService::CheckLog()

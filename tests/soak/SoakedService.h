@@ -60,9 +60,13 @@ class SoakedService
     int Start();
     // Milliseconds from the control to STOPPED; negative when it does not come in thirty seconds: the process is ended.
     int Stop(const wchar_t* control);
+    // Ends the process without a word to the service manager; the next Start works.
+    void Kill();
     Sample Measure() const;
     DWORD State() const;
 
+    // Requests for the USB Type-C text that have begun and not ended, by the log of this run.
+    static unsigned CallsInProgress();
     // Reads all log files of the run that has ended and deletes them.
     static LogCheck CheckLog();
 

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
-"""The soak of the service, in a testbed prefix of their own.
+"""The soak and the load of the service, in a testbed prefix of their own.
 
   soak.py soak --minutes N [--run-seconds S] [--seed K] [--kill-inside-calls]
+  soak.py load [--held N --hold-seconds S --connects N --killed N]
 
 Run by ./dev soak and by the tests. Reads what the programs of tests/soak/ measured, draws build/soak/soak.svg, prints the
 table (also build/soak/soak.txt) and fails on a leak, a lost answer, a log line that is not whole or a slow stop.
@@ -22,9 +23,9 @@ RESULTS = ROOT / "build" / "soak"
 BED = "soak"
 
 # What a service keeps on purpose (docs/known-issues.md): a handle for each program that it ended before starting it
-# anew, a token for each time it took the user's identity.
+# anew, a token for each logon, whose locale it reads as the user.
 HANDLES_PER_LAUNCH = 1
-HANDLES_PER_RENEWAL = 1
+HANDLES_PER_LOGON = 1
 
 # Under Wine each thread of the run time has a stack of that many resident kilobytes.
 STACK = 1024
@@ -40,8 +41,8 @@ class Sample:
         self.run = int(fields[1])
         numbers = [float(field) for field in fields[2:]]
         (self.time, self.age, self.private, self.handles, self.threads, self.calls, self.slowest, self.launches,
-         self.renewals, self.kills) = numbers
-        self.kept = HANDLES_PER_LAUNCH * self.launches + HANDLES_PER_RENEWAL * self.renewals
+         self.logons, self.kills) = numbers
+        self.kept = HANDLES_PER_LAUNCH * self.launches + HANDLES_PER_LOGON * self.logons
         self.unexplained = {"private": self.private - STACK * self.threads, "handles": self.handles - self.kept,
                             "threads": self.threads}
 
@@ -226,6 +227,11 @@ def soak(options):
     return 1 if faults else 0
 
 
+def load(options):
+    arguments = [str(getattr(options, name)) for name in ("held", "hold_seconds", "connects", "killed")]
+    return run_in_prefix("load.exe", *arguments, time_out=1800)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     kinds = parser.add_subparsers(dest="kind", required=True)
@@ -234,12 +240,17 @@ def main():
     soaking.add_argument("--run-seconds", type=int, default=60)
     soaking.add_argument("--seed", type=int, default=1)
     soaking.add_argument("--kill-inside-calls", action="store_true")
+    loading = kinds.add_parser("load")
+    loading.add_argument("--held", type=int, default=1234)
+    loading.add_argument("--hold-seconds", type=int, default=60)
+    loading.add_argument("--connects", type=int, default=10000)
+    loading.add_argument("--killed", type=int, default=5000)
     options = parser.parse_args()
 
     RESULTS.mkdir(parents=True, exist_ok=True)
     prefix("up", BED, "healthy-laptop")
     try:
-        return soak(options)
+        return soak(options) if options.kind == "soak" else load(options)
     finally:
         prefix("down", BED)
 
