@@ -2,7 +2,7 @@
 // Needs the service and empty_rpc_server running; the first request has read the system information before it measures.
 #include "EmptyRpc.h"
 #include "bench/Measure.h"
-#include "rpc/HotKeyRpc.h"
+#include <HotKeyRpc.h>
 
 #include <windows.h>
 

@@ -3,7 +3,7 @@
 #ifndef CLIENT_RPC_CALL_H
 #define CLIENT_RPC_CALL_H
 
-#include "rpc/HotKeyRpc.h"
+#include <HotKeyRpc.h>
 
 #ifdef __cplusplus
 extern "C"

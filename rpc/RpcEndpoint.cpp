@@ -1,9 +1,9 @@
 #include "rpc/RpcEndpoint.h"
 
 #include "compat/MissingDeclarations.h"
-#include "rpc/HotKeyRpc.h"
 #include "shared/TraceScope.h"
 #include "shared/UniqueHandle.h"
+#include <HotKeyRpc.h>
 
 #include <windows.h>
 
@@ -34,13 +34,16 @@ class CCapabilitySids
     CCapabilitySids(const CCapabilitySids&) = delete;
     CCapabilitySids& operator=(const CCapabilitySids&) = delete;
 
-    DWORD Derive(const wchar_t* capabilityName) noexcept
+    // False leaves the reason in error. That may be 0, when the system names none.
+    bool Derive(const wchar_t* capabilityName, DWORD& error)
     {
         if (!DeriveCapabilitySidsFromName(capabilityName, &m_pGroups, &m_dwGroups, &m_pCapabilities, &m_dwCapabilities))
         {
-            return GetLastError();
+            error = GetLastError();
+            return false;
         }
-        return m_dwCapabilities == 1 ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
+        error = ERROR_INVALID_PARAMETER;
+        return m_dwCapabilities == 1;
     }
     PSID First() const noexcept { return m_pCapabilities != nullptr ? m_pCapabilities[0] : nullptr; }
 
@@ -108,7 +111,7 @@ DWORD RpcServerConnect(bool dontWait)
     CCapabilitySids companionApp;
 
     // The companion app runs in an app container, which Everyone does not cover.
-    if (const DWORD error = companionApp.Derive(L"QuilInc.hotKeyService_k3f9x2mq7tw1a"); error != ERROR_SUCCESS)
+    if (DWORD error = ERROR_SUCCESS; !companionApp.Derive(L"QuilInc.hotKeyService_k3f9x2mq7tw1a", error))
     {
         return error;
     }

@@ -2,11 +2,11 @@
 // number at a time, and take no lock of their own. None of them looks into the context handle: the run time refuses a
 // null or unknown one before it calls.
 #include "hotkey/KeyBoardBridge.h"
-#include "rpc/HotKeyRpc.h"
 #include "shared/TraceScope.h"
 #include "utils/FileVersion.h"
 #include "utils/HardwareNode.h"
 #include "utils/ServiceQuery.h"
+#include <HotKeyRpc.h>
 
 #include <windows.h>
 

@@ -3,6 +3,7 @@
 # touched: prefix, home folder and Wine server of a testbed are its own.
 #
 #   testbed/prefix.sh up NAME [PROFILE]     make it anew and boot it as the PC of that profile
+#   testbed/prefix.sh plain NAME            make it anew as an empty PC, for tools of Windows
 #   testbed/prefix.sh down NAME             end everything that runs in it
 #   testbed/prefix.sh run NAME PROGRAM ...  run a Windows program in it
 #   testbed/prefix.sh env NAME              print its environment, for: eval "$(testbed/prefix.sh env NAME)"
@@ -100,16 +101,20 @@ lay_out() {
     done
 }
 
-up() {
-    local name=$1 profile=${2:-healthy-laptop}
-    if [ -d "$beds/$name/prefix" ]; then
-        (down "$name")
+plain() {
+    if [ -d "$beds/$1/prefix" ]; then
+        (down "$1")
     fi
-    make_prefix "$name"
-    enter "$name"
-    lay_out
+    make_prefix "$1"
+    enter "$1"
     "$server" -p
     in_wine wineboot
+}
+
+up() {
+    local profile=${2:-healthy-laptop}
+    plain "$1"
+    lay_out
     # The desktop of the session. Without it the first COM apartment of a program waits ten seconds for one.
     in_wine explorer.exe /desktop &
     "$wine" 'C:\testbed\bin\testbedctl.exe' prepare </dev/null
@@ -133,6 +138,7 @@ if [ "$verb" != help ] && [ $# -lt 2 ]; then
 fi
 case $verb in
 up) up "$2" "${3:-}" ;;
+plain) plain "$2" ;;
 down) down "$2" ;;
 run)
     enter "$2"

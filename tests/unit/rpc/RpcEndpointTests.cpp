@@ -2,10 +2,10 @@
 #include "rpc/RpcEndpoint.h"
 
 #include "compat/MissingDeclarations.h"
-#include "rpc/HotKeyRpc.h"
 #include "tests/harness/ImportHook.h"
 #include "tests/harness/LogCapture.h"
 #include "tests/wire/CapabilitySid.h"
+#include <HotKeyRpc.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -38,6 +38,7 @@ class Server
     DWORD dwSetEntries{0};
     DWORD dwInitialize{0};
     DWORD dwSetDacl{0};
+    bool bDeriveFails{false}; // with that last error, also with 0
     RPC_STATUS nUseEndpoint{0};
     RPC_STATUS nRegister{0};
     RPC_STATUS nListen{0};
@@ -63,7 +64,7 @@ class Server
         ([&](LPCWSTR name, PSID** groups, DWORD* groupCount, PSID** capabilities, DWORD* capabilityCount) -> BOOL {
             steps.emplace_back("derive");
             names.emplace_back(name);
-            if (dwDerive != 0)
+            if (dwDerive != 0 || bDeriveFails)
             {
                 SetLastError(dwDerive);
                 return FALSE;
@@ -315,6 +316,24 @@ TEST(RpcServerConnect, FailingDerivationIsTheStatus)
 
     EXPECT_THAT(server.steps, testing::ElementsAre("derive"));
     server.ExpectCleanedUp();
+}
+
+TEST(RpcServerConnect, DerivationThatFailsWithoutAnErrorEndsWithStatus0)
+{
+    Server server;
+    server.bDeriveFails = true;
+
+    EXPECT_EQ(0U, server.Connect());
+
+    EXPECT_THAT(server.steps, testing::ElementsAre("derive"));
+    server.ExpectCleanedUp();
+}
+
+TEST(RpcServerConnect, LetsAnExceptionOfAnyStepOut)
+{
+    IMPORT_HOOK(DeriveCapabilitySidsFromName)([](auto...) -> BOOL { throw DWORD{5}; });
+
+    EXPECT_THROW(RpcServerConnect(false), DWORD);
 }
 
 TEST(RpcServerConnect, NoCapabilityIs87AndTheEndpointStaysClosed)

@@ -1,10 +1,10 @@
 // The routines' memory: what is asked of the C run time, what is given back, and what happens when there is none.
 // Only where the program imports the C run time can its functions be replaced.
-#include "rpc/HotKeyRpc.h"
 #include "tests/harness/ImportHook.h"
 #include "tests/harness/LogCapture.h"
 #include "tests/unit/rpc/StubText.h"
 #include "tests/wire/FedBridge.h"
+#include <HotKeyRpc.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,14 +23,17 @@ namespace
 // These three have overloads or attributes that a macro cannot name.
 struct MallocName
 {
+    static const wchar_t* Module() { return nullptr; }
     static const char* Name() { return "malloc"; }
 };
 struct FreeName
 {
+    static const wchar_t* Module() { return nullptr; }
     static const char* Name() { return "free"; }
 };
 struct CopyName
 {
+    static const wchar_t* Module() { return nullptr; }
     static const char* Name() { return "wcscpy_s"; }
 };
 using MallocHook = Harness::ImportHook<MallocName, void*(std::size_t)>;

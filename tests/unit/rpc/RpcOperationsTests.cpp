@@ -1,11 +1,11 @@
 // The eight routines called directly: what they hand to the stub, what they log, and what of it on each failure.
-#include "rpc/HotKeyRpc.h"
 #include "tests/harness/AllocationFault.h"
 #include "tests/harness/ImportHook.h"
 #include "tests/harness/LogCapture.h"
 #include "tests/unit/rpc/FedUtils.h"
 #include "tests/unit/rpc/StubText.h"
 #include "tests/wire/FedBridge.h"
+#include <HotKeyRpc.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

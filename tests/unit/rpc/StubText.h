@@ -1,7 +1,7 @@
 // What a direct call of a routine needs in place of the stub: a handle, and an owner for the text.
 #pragma once
 
-#include "rpc/HotKeyRpc.h"
+#include <HotKeyRpc.h>
 
 #include <memory>
 
