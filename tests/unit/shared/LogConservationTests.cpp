@@ -112,7 +112,13 @@ class Scene
         startup.cb = sizeof startup;
         PROCESS_INFORMATION process{};
         DWORD code = STILL_ACTIVE;
-        if (!CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process))
+        // Wine fails to start a program now and then when the machine is busy.
+        for (int attempt = 0; attempt < 10 && process.hProcess == nullptr; ++attempt)
+        {
+            Sleep(attempt * 100);
+            CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process);
+        }
+        if (process.hProcess == nullptr)
         {
             ADD_FAILURE() << "log_victim does not start: " << GetLastError();
             return code;
