@@ -17,7 +17,8 @@ enum ExitCode : int
     ExitUnreachable = 3,
     ExitRefused = 4,
     ExitTimedOut = 5,
-    ExitNotUnderstood = 6
+    ExitNotUnderstood = 6,
+    ExitProblem = 7 // doctor found one
 };
 
 enum class Form

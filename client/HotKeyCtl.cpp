@@ -1,7 +1,10 @@
 // hotkeyctl: the hotkey service's operations by hand, in scripts and in tests.
 #include "client/CtlCommands.h"
+#include "client/CtlDoctor.h"
 #include "client/CtlLog.h"
 #include "client/CtlOutput.h"
+#include "client/Doctor.h"
+#include "client/Explanations.h"
 #include "client/HotKeyClient.h"
 
 #include <CLI/CLI.hpp>
@@ -19,7 +22,8 @@ constexpr const char* kVersion = HOTKEYCTL_VERSION;
 
 constexpr const char* kExitCodes = "Exit codes:\n"
                                    "  0 answered    1 answered, but empty    2 bad usage    3 service not reachable\n"
-                                   "  4 refused     5 timed out              6 an answer that is not understood\n\n"
+                                   "  4 refused     5 timed out              6 an answer that is not understood\n"
+                                   "  7 doctor found a problem\n\n"
                                    "Example: hotkeyctl sysinfo --json\n";
 
 struct Options
@@ -35,6 +39,9 @@ struct Options
     std::string strSince;
     std::string strLogPath;
     HotKey::CLogRequest log;
+    bool bAskWmi{false};
+    bool bPage{false};
+    std::vector<std::string> vecWords;
 
     HotKey::Form Form() const { return bJson ? HotKey::Form::Json : bRaw ? HotKey::Form::Raw : HotKey::Form::Fields; }
 };
@@ -113,6 +120,20 @@ void Describe(CLI::App& app, Options& options)
     watch->add_option("--count", options.nCount, "End after so many questions (default: go on)");
     watch->footer("Examples:\n  hotkeyctl watch\n  hotkeyctl watch --interval 0.5 --count 20\n");
 
+    CLI::App* const doctor = app.add_subcommand("doctor", "Check this PC; say what is wrong and what cures it");
+    AddJson(doctor, options);
+    doctor->add_flag("--ask-wmi", options.bAskWmi, "What the child does that may hang")->group("");
+    doctor->footer("Verdicts: ok, unknown (this account or system cannot tell), warning, problem.\n"
+                   "Examples:\n  hotkeyctl doctor\n  hotkeyctl --quiet doctor && echo well\n");
+
+    CLI::App* const explain = app.add_subcommand("explain", "What a text or code of the service means, and its cure");
+    explain->add_option("text", options.vecWords,
+                        "A line of the log, its message or a part of it, a code (1722, 0x8004100E)");
+    explain->add_flag("--page", options.bPage, "All of them as a page of the documents")->group("");
+    AddJson(explain, options);
+    explain->footer("Examples:\n  hotkeyctl explain 1740\n  hotkeyctl explain \"GetActiveSessionToken failed\"\n"
+                    "  hotkeyctl explain wmi\n");
+
     DescribeLog(app.add_subcommand("log", "The service's log of this PC, with its old files"), app, options);
 }
 
@@ -133,15 +154,47 @@ int PrintLog(const Options& options, const HotKey::CCtlOutput& output)
     return HotKey::CCtlLog{request, output}.Run();
 }
 
+int PrintExplanation(const Options& options, const HotKey::CCtlOutput& output)
+{
+    if (options.bPage)
+    {
+        output.Print(HotKey::FromUtf8(HotKey::ExplanationsPage()));
+        return HotKey::ExitAnswered;
+    }
+    std::string text;
+    for (const std::string& word : options.vecWords)
+    {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    if (text.empty())
+    {
+        output.Complain(L"explain what? (see hotkeyctl explain --help)");
+        return HotKey::ExitUsage;
+    }
+    return HotKey::RunExplain(text, output, options.bJson);
+}
+
 int Run(const CLI::App& app, const Options& options)
 {
     const HotKey::CCtlOutput output{options.bQuiet};
     const std::string command = app.get_subcommands().front()->get_name();
+    if (command == "explain")
+    {
+        return PrintExplanation(options, output);
+    }
+    if (options.bAskWmi)
+    {
+        return HotKey::AskWmi();
+    }
     if (command == "log")
     {
         return PrintLog(options, output);
     }
     HotKey::CHotKeyClient client{Milliseconds(options.dTimeout)};
+    if (command == "doctor")
+    {
+        return HotKey::RunDoctor(client, output, options.bJson);
+    }
     HotKey::CCtlCommands commands{client, output};
     if (command == "sysinfo")
     {

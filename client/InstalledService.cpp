@@ -44,7 +44,7 @@ std::wstring ProgramOf(const std::wstring& commandLine)
     return commandLine;
 }
 
-std::wstring ProgramPath(SC_HANDLE service)
+std::wstring CommandLine(SC_HANDLE service)
 {
     DWORD size = 0;
     static_cast<void>(QueryServiceConfigW(service, nullptr, 0, &size)); // asks for the size only
@@ -58,7 +58,7 @@ std::wstring ProgramPath(SC_HANDLE service)
     {
         return {};
     }
-    return ProgramOf(config->lpBinaryPathName);
+    return config->lpBinaryPathName;
 }
 
 std::wstring FileVersion(const std::wstring& path)
@@ -87,7 +87,7 @@ std::wstring FileVersion(const std::wstring& path)
 
 HotKey::CInstalledService HotKey::QueryInstalledService()
 {
-    CInstalledService result{L"unknown", 0, {}, {}};
+    CInstalledService result{L"unknown", 0, {}, {}, {}};
     const ServiceHandle manager{OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT)};
     const ServiceHandle service{
         manager ? OpenServiceW(manager.get(), L"HotKeyServiceTLY", SERVICE_QUERY_STATUS | SERVICE_QUERY_CONFIG)
@@ -107,7 +107,8 @@ HotKey::CInstalledService HotKey::QueryInstalledService()
         result.strState = StateText(status.dwCurrentState);
         result.dwProcessId = status.dwProcessId;
     }
-    result.strProgram = ProgramPath(service.get());
+    result.strCommandLine = CommandLine(service.get());
+    result.strProgram = ProgramOf(result.strCommandLine);
     result.strVersion = FileVersion(result.strProgram);
     return result;
 }

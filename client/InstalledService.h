@@ -10,8 +10,9 @@ namespace HotKey
 
 struct CInstalledService
 {
-    std::wstring strState; // "not installed", "running" and so on, or why it is unknown
-    DWORD dwProcessId;     // 0 when it does not run
+    std::wstring strState;       // "not installed", "running" and so on, or why it is unknown
+    DWORD dwProcessId;           // 0 when it does not run
+    std::wstring strCommandLine; // what the manager runs, as registered
     std::wstring strProgram;
     std::wstring strVersion; // file version of the program; empty when it has none
 };
