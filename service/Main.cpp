@@ -61,20 +61,21 @@ void RunMode(const wchar_t* name)
 // Deliberate: 0 in every mode and on every failure; failures are only printed.
 int wmain(int argc, wchar_t** argv)
 {
-    try
+    if (argc > 1 && (argv[1][0] == L'-' || argv[1][0] == L'/'))
     {
-        if (argc > 1 && (argv[1][0] == L'-' || argv[1][0] == L'/'))
+        try
         {
             RunMode(argv[1] + 1);
         }
-        else
+        catch (...)
         {
-            RunAsService();
+            // The service object has been destroyed on the way here; there is nothing else to undo.
         }
     }
-    catch (...)
+    else
     {
-        // The service object has been destroyed on the way here; there is nothing else to undo.
+        // Deliberate: nothing catches here. The error of a failed registration has to end the process.
+        RunAsService();
     }
     return 0;
 }

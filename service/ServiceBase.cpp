@@ -250,7 +250,7 @@ void CServiceBase::ReportStatus(DWORD state, DWORD win32ExitCode)
     static_cast<void>(SetServiceStatus(m_hStatus, &m_status));
 }
 
-void CServiceBase::ReportEventText(WORD type, const wchar_t* format, ...) noexcept
+void CServiceBase::ReportEventText(WORD type, const wchar_t* format, ...)
 {
     wchar_t message[1024];
     va_list arguments;

@@ -29,7 +29,7 @@ class CServiceBase
     // One event of this type (EVENTLOG_...), at most 1023 characters, under the service's name. Reports no errors.
     template <typename... Args>
     static void WriteEventLogEntry(WORD type, Quil::Shared::CLogFormat<std::type_identity_t<Args>...> format,
-                                   const Args&... args) noexcept
+                                   const Args&... args)
     {
         ReportEventText(type, format.Text(), Quil::Shared::ToVariadic(args)...);
     }
@@ -62,7 +62,7 @@ class CServiceBase
     std::optional<DWORD> Guard(Quil::Shared::CLogFormat<DWORD> win32Text, Quil::Shared::CLogFormat<DWORD> otherText,
                                Operation operation);
     void ReportStatus(DWORD state, DWORD win32ExitCode = NO_ERROR);
-    static void ReportEventText(WORD type, const wchar_t* format, ...) noexcept;
+    static void ReportEventText(WORD type, const wchar_t* format, ...);
 
     // The status is not locked: controls come one after another. Deliberate: a Stop from the RPC work item may overlap.
     const wchar_t* m_pServiceName;

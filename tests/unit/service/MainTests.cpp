@@ -232,6 +232,27 @@ TEST(EntryPoint, ServiceObjectLivesWhileTheDispatcherRuns)
                             L"~CMainService: TraceOut|"));
 }
 
+TEST(EntryPoint, ErrorOfAFailedRegistrationIsNotCaught)
+{
+    ServiceMachine machine;
+    IMPORT_HOOK(StartServiceCtrlDispatcherW)
+    ([](const SERVICE_TABLE_ENTRYW* table) {
+        table[0].lpServiceProc(0, nullptr);
+        return TRUE;
+    });
+    IMPORT_HOOK(RegisterServiceCtrlHandlerExW)
+    ([](auto...) -> SERVICE_STATUS_HANDLE {
+        SetLastError(5);
+        return nullptr;
+    });
+
+    testing::internal::CaptureStdout();
+    wchar_t program[] = L"HotKeyServiceTLY.exe";
+    wchar_t* arguments[] = {program, nullptr};
+    EXPECT_THROW(wmain(1, arguments), DWORD);
+    EXPECT_EQ(kUsage, testing::internal::GetCapturedStdout());
+}
+
 TEST(EntryPoint, SecurityIsInitialisedBeforeTheServiceObjectUntilItSucceededOnce)
 {
     const auto runThreeTimes = [] {

@@ -77,3 +77,15 @@ TEST(WriteEventLogEntry, ClosesTheSourceWhenReportingFails)
 
     EXPECT_EQ(reinterpret_cast<HANDLE>(std::uintptr_t{0x77}), closed);
 }
+
+// What an operation throws ends in its wrapper, also when it comes from the entry that the operation writes.
+TEST(WriteEventLogEntry, LetsAnExceptionOutAndClosesTheSource)
+{
+    IMPORT_HOOK(RegisterEventSourceW)([](auto...) { return reinterpret_cast<HANDLE>(std::uintptr_t{0x77}); });
+    IMPORT_HOOK(ReportEventW)([](auto...) -> BOOL { throw DWORD{5}; });
+    IMPORT_HOOK(DeregisterEventSource)([](auto...) { return TRUE; });
+
+    EXPECT_THROW(CServiceBase::WriteEventLogEntry(EVENTLOG_INFORMATION_TYPE, L"lost"), DWORD);
+
+    EXPECT_EQ(1, hook_DeregisterEventSource.Calls());
+}
