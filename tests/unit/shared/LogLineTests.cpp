@@ -40,10 +40,12 @@ class FixedMoment
   private:
     struct TimeTag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "GetLocalTime"; }
     };
     struct ThreadTag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "GetCurrentThreadId"; }
     };
     Harness::ImportHook<TimeTag, decltype(GetLocalTime)> m_time;

@@ -67,14 +67,17 @@ class EventLog
   private:
     struct RegisterTag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "RegisterEventSourceW"; }
     };
     struct ReportTag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "ReportEventW"; }
     };
     struct DeregisterTag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "DeregisterEventSource"; }
     };
     Harness::ImportHook<RegisterTag, decltype(RegisterEventSourceW)> m_register;

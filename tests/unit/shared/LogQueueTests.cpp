@@ -63,6 +63,7 @@ class Workers
   private:
     struct Tag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "CreateThread"; }
     };
     std::mutex m_lock;

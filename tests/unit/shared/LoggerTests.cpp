@@ -61,14 +61,17 @@ struct PolicyLogger : testing::Test
 {
     struct FolderTag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "SHGetFolderPathW"; }
     };
     struct ReportTag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "ReportEventW"; }
     };
     struct DebugTag
     {
+        static const wchar_t* Module() { return nullptr; }
         static const char* Name() { return "OutputDebugStringW"; }
     };
 
