@@ -30,6 +30,12 @@ CqlLogListenerEvent::CqlLogListenerEvent(int minimumLevel)
 {
 }
 
+CqlLogListenerEvent::~CqlLogListenerEvent()
+{
+    // Deliberate: also without a source, as it came.
+    static_cast<void>(DeregisterEventSource(m_hSource));
+}
+
 void CqlLogListenerEvent::Write(const LogData& record)
 {
     // Deliberate: Diag lines never reach the event log, whatever the maximum level says.
@@ -39,8 +45,8 @@ void CqlLogListenerEvent::Write(const LogData& record)
     }
     const wchar_t* strings[] = {record.Line().c_str()};
     // A lost event is not reported.
-    static_cast<void>(ReportEventW(m_hSource.Get(), EventType(record.Level()), 0, static_cast<DWORD>(record.Level()),
-                                   nullptr, 1, 0, strings, nullptr));
+    static_cast<void>(ReportEventW(m_hSource, EventType(record.Level()), 0, static_cast<DWORD>(record.Level()), nullptr,
+                                   1, 0, strings, nullptr));
 }
 
 DWORD CqlLogListenerEvent::Type() const

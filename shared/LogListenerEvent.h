@@ -2,7 +2,8 @@
 #pragma once
 
 #include "shared/LogListener.h"
-#include "shared/UniqueHandle.h"
+
+#include <windows.h>
 
 namespace Quil::Shared
 {
@@ -11,12 +12,13 @@ class CqlLogListenerEvent final : public CqlLogListener
 {
   public:
     explicit CqlLogListenerEvent(int minimumLevel);
+    ~CqlLogListenerEvent() override;
 
     void Write(const LogData& record) override;
     DWORD Type() const override;
 
   private:
-    CUniqueEventSource m_hSource; // may be null: records are then lost
+    const HANDLE m_hSource; // may be null: records are then lost
 };
 
 } // namespace Quil::Shared

@@ -173,12 +173,17 @@ TEST(LogListenerEvent, LosesRecordsSilentlyWithoutASource)
         EXPECT_EQ(nullptr, source);
         return FALSE;
     });
-    IMPORT_HOOK(DeregisterEventSource)([](auto...) { return TRUE; });
+    IMPORT_HOOK(DeregisterEventSource)
+    ([](HANDLE source) {
+        EXPECT_EQ(nullptr, source);
+        return FALSE;
+    });
     {
         CqlLogListenerEvent listener{0};
         listener.Write(LogData{Error, "A::B", L"x"});
     }
     EXPECT_EQ(1, hook_ReportEventW.Calls());
+    EXPECT_EQ(1, hook_DeregisterEventSource.Calls());
 }
 
 TEST(LogListenerEvent, NeverGetsDiagLinesThatOtherListenersGet)
