@@ -25,6 +25,7 @@ namespace
 
 constexpr DWORD kLogKilobytes = 16384;
 constexpr int kLongestStopMilliseconds = 5000;
+constexpr int kShortLives = 5; // after each run
 constexpr const wchar_t* kEndings[] = {L"stop", L"preshutdown", L"shutdown"};
 
 constexpr const wchar_t* kEvents[] = {L"logoff", L"unlock",  L"logon",  L"lock",
@@ -121,10 +122,7 @@ class Course
         const int stop = service.Stop(ending.c_str());
         m_board->phase = kEnding;
         CollectClients(clients);
-        if (stop < 0 || stop > kLongestStopMilliseconds)
-        {
-            Fault("the stop took " + (stop < 0 ? "more than 30000" : std::to_string(stop)) + " ms");
-        }
+        JudgeStop(stop);
         const LogCheck log = SoakedService::CheckLog();
         for (const std::string& line : log.broken)
         {
@@ -138,7 +136,32 @@ class Course
                      Testbed::Utf8FromWide(ending).c_str(), Total(), m_kills, m_events, log.files,
                      static_cast<unsigned long long>(log.lines));
         std::fflush(m_output);
+        LiveShortly(service);
         return true;
+    }
+
+    void JudgeStop(int milliseconds)
+    {
+        if (milliseconds < 0 || milliseconds > kLongestStopMilliseconds)
+        {
+            Fault("the stop took " + (milliseconds < 0 ? "more than 30000" : std::to_string(milliseconds)) + " ms");
+        }
+    }
+
+    // Stops it a moment after its start: before, while and after its endpoint opens.
+    void LiveShortly(SoakedService& service)
+    {
+        for (int life = 0; life < kShortLives; ++life)
+        {
+            if (service.Start() < 0)
+            {
+                Fault("the service does not start after a short life");
+                return;
+            }
+            Sleep(static_cast<DWORD>(m_random() % 200));
+            JudgeStop(service.Stop(kEndings[m_random() % std::size(kEndings)]));
+        }
+        static_cast<void>(SoakedService::CheckLog());
     }
 
     // One run's clients, users and killings.

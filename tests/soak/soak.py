@@ -20,7 +20,6 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 PREFIX = ROOT / "testbed" / "prefix.sh"
 PROGRAMS = ROOT / "build" / "mingw" / "bin" / "soak"
 RESULTS = ROOT / "build" / "soak"
-BED = "soak"
 
 # What a service keeps on purpose (docs/known-issues.md): a handle for each program that it ended before starting it
 # anew, a token for each logon, whose locale it reads as the user.
@@ -185,9 +184,9 @@ def prefix(*arguments):
     subprocess.run([str(PREFIX), *arguments], check=True, stdin=subprocess.DEVNULL)
 
 
-def run_in_prefix(program, *arguments, time_out):
+def run_in_prefix(bed, program, *arguments, time_out):
     """The program's exit code; a time-out counts as a failure."""
-    command = [str(PREFIX), "run", BED, str(PROGRAMS / program), *arguments]
+    command = [str(PREFIX), "run", bed, str(PROGRAMS / program), *arguments]
     try:
         return subprocess.run(command, stdin=subprocess.DEVNULL, timeout=time_out, check=False).returncode
     except subprocess.TimeoutExpired:
@@ -206,7 +205,7 @@ def soak(options):
     arguments = [windows_path(output), str(seconds), str(options.run_seconds), str(options.seed)]
     if options.kill_inside_calls:
         arguments.append("inside")
-    status = run_in_prefix("soak.exe", *arguments, time_out=2 * seconds + 300)
+    status = run_in_prefix(options.bed, "soak.exe", *arguments, time_out=2 * seconds + 300)
     samples, runs, faults = read(output) if output.exists() else ([], [], [])
     if not samples or not runs:
         faults.append("nothing was measured")
@@ -229,7 +228,7 @@ def soak(options):
 
 def load(options):
     arguments = [str(getattr(options, name)) for name in ("held", "hold_seconds", "connects", "killed")]
-    return run_in_prefix("load.exe", *arguments, time_out=1800)
+    return run_in_prefix(options.bed, "load.exe", *arguments, time_out=1800)
 
 
 def main():
@@ -245,14 +244,16 @@ def main():
     loading.add_argument("--hold-seconds", type=int, default=60)
     loading.add_argument("--connects", type=int, default=10000)
     loading.add_argument("--killed", type=int, default=5000)
+    for kind in (soaking, loading):
+        kind.add_argument("--bed", default="soak", help="the testbed's name")
     options = parser.parse_args()
 
     RESULTS.mkdir(parents=True, exist_ok=True)
-    prefix("up", BED, "healthy-laptop")
+    prefix("up", options.bed, "healthy-laptop")
     try:
         return soak(options) if options.kind == "soak" else load(options)
     finally:
-        prefix("down", BED)
+        prefix("down", options.bed)
 
 
 if __name__ == "__main__":
