@@ -13,15 +13,18 @@ endforeach()
 
 include(GoogleTest)
 
-# hotkey_discover_tests(name LABEL label [PREFIX prefix] [LOCK lock] [ALONE filter])
+# hotkey_discover_tests(name LABEL label [PREFIX prefix] [LOCK lock] [ALONE filter] [ENVIRONMENT variable=value])
 # Each case of a GoogleTest program is a test of its own: CTest runs one process each, so that process-wide state never
 # leaks between cases. ALONE: the cases of this filter run while nothing else does.
 function(hotkey_discover_tests name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;PREFIX;LOCK;ALONE" "")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL;PREFIX;LOCK;ALONE;ENVIRONMENT" "")
     set(common TEST_PREFIX "${arg_PREFIX}" DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60)
     set(properties LABELS ${arg_LABEL} TIMEOUT 120)
     if(arg_LOCK)
         list(APPEND properties RESOURCE_LOCK ${arg_LOCK})
+    endif()
+    if(arg_ENVIRONMENT)
+        list(APPEND properties ENVIRONMENT "${arg_ENVIRONMENT}")
     endif()
     if(arg_ALONE STREQUAL "*")
         gtest_discover_tests(${name} ${common} PROPERTIES ${properties} RUN_SERIAL TRUE)
