@@ -28,16 +28,15 @@ TURNS = {
 }
 
 
-def testbed(verb):
-    return subprocess.run([str(ROOT / "testbed/prefix.sh"), verb, "fuzz"], check=True, text=True,
-                          stdout=subprocess.PIPE).stdout
+SCRIPT = str(ROOT / "testbed/prefix.sh")
 
 
 def environment_of_testbed():
-    testbed("up")
+    # What stays running in the testbed keeps the output open.
+    subprocess.run([SCRIPT, "up", "fuzz", "no-framework"], check=True, stdout=subprocess.DEVNULL)
+    variables = subprocess.run([SCRIPT, "env", "fuzz"], check=True, text=True, stdout=subprocess.PIPE).stdout
     environment = dict(os.environ)
-    for name, value in re.findall(r"(\w+)=(\S+)", testbed("env")):
-        environment[name] = value
+    environment.update(re.findall(r"(\w+)=(\S+)", variables))
     for name in ("DISPLAY", "WAYLAND_DISPLAY"):
         environment.pop(name, None)
     environment["HOTKEY_FUZZ_FOLDER"] = "Z:" + str(FOLDER / "input").replace("/", "\\")
@@ -81,7 +80,7 @@ def main():
                 turn(test, tried[test], inputs, options.seed, environment)
                 tried[test] += inputs
     finally:
-        testbed("down")
+        subprocess.run([SCRIPT, "down", "fuzz"], check=False)
     for test, count in tried.items():
         print(f"{test:34} {count:>8} inputs")
     print(f"{'all, seed ' + str(options.seed):34} {sum(tried.values()):>8} inputs")
