@@ -1,6 +1,7 @@
 // Any command line of the service's program: one of its modes or none, never a failure.
 #include "tests/fuzz/FuzzRun.h"
 #include "tests/harness/ImportHook.h"
+#include "tests/unit/sysinfo/FakeWmi.h"
 
 #include <gtest/gtest.h>
 
@@ -67,6 +68,7 @@ TEST(FuzzCommandLine, AnyArguments)
         SetLastError(ERROR_ACCESS_DENIED);
         return SC_HANDLE{};
     });
+    FakeWmi wmi; // the service object sets COM up
     int services = 0;
     int databases = 0;
     run.Each([&](CFuzzSource& source) {
@@ -102,6 +104,7 @@ TEST(FuzzCommandLine, AnyArguments)
             result = wmain(static_cast<int>(arguments.size()), pointers.data());
         }
 
+        wmi.events.clear();
         EXPECT_EQ(0, result);
         EXPECT_EQ(databases, hook_OpenSCManagerW.Calls());
         EXPECT_EQ(services, hook_StartServiceCtrlDispatcherW.Calls());

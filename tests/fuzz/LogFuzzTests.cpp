@@ -51,7 +51,7 @@ TEST(FuzzLog, AnyContentsOfTheFile)
 {
     const RegistryScope registry;
     LogFolder folder;
-    CFuzzRun run{"log-head", 200};
+    CFuzzRun run{"log-head", 100};
     run.Each([&](CFuzzSource& source) {
         std::string bytes = source.OneIn(4) ? source.Bytes(source.Below(200))
                                             : "\xEF\xBB\xBF"
@@ -75,7 +75,7 @@ TEST(FuzzLog, AnyContentsOfTheFile)
 TEST(FuzzLog, AnyOldFiles)
 {
     LogFolder folder;
-    CFuzzRun run{"log-names", 100};
+    CFuzzRun run{"log-names", 40};
     run.Each([&](CFuzzSource& source) {
         std::string names;
         std::vector<std::string> before;

@@ -159,7 +159,7 @@ class FuzzWire : public testing::Test
 
 TEST_F(FuzzWire, AnyRequest)
 {
-    CFuzzRun run{"wire", 300};
+    CFuzzRun run{"wire", 200};
     EndpointScope endpoint;
     // Requests that never end are left open by the run time.
     endpoint.LeaveOpen();
