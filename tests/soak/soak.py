@@ -99,8 +99,8 @@ def nice_step(span):
 
 def panel(parts, index, title, points, end, breaks, low_from_zero=True):
     top = TOP + index * (PANEL + GAP)
-    highest = max((value for _, value in points), default=1) or 1
-    lowest = 0 if low_from_zero else min((value for _, value in points), default=0)
+    highest = max((value for _, value, _ in points), default=1) or 1
+    lowest = 0 if low_from_zero else min((value for _, value, _ in points), default=0)
     step = nice_step(highest - lowest)
     lowest = lowest // step * step
     highest = (highest // step + 1) * step
@@ -116,13 +116,9 @@ def panel(parts, index, title, points, end, breaks, low_from_zero=True):
         parts.append(f'<line x1="{x(moment):.1f}" x2="{x(moment):.1f}" y1="{top}" y2="{top + PANEL}" '
                      f'stroke="{MARK}" stroke-dasharray="3 3" stroke-width="0.8"/>')
     # A line for each run of the service: between two runs there is nothing to measure.
-    line = []
-    for i, (time, value) in enumerate(points):
-        if line and time - points[i - 1][0] > 2.5:
-            parts.append(f'<polyline points="{" ".join(line)}" fill="none" stroke="{LINE}" stroke-width="1.4"/>')
-            line = []
-        line.append(f"{x(time):.1f},{y(value):.1f}")
-    parts.append(f'<polyline points="{" ".join(line)}" fill="none" stroke="{LINE}" stroke-width="1.4"/>')
+    for run in sorted({run for _, _, run in points}):
+        line = " ".join(f"{x(time):.1f},{y(value):.1f}" for time, value, own in points if own == run)
+        parts.append(f'<polyline points="{line}" fill="none" stroke="{LINE}" stroke-width="1.4"/>')
     return top + PANEL
 
 
@@ -131,11 +127,11 @@ def draw(samples, runs, path):
     breaks = [max(sample.time for sample in samples if sample.run == run.run) for run in runs
               if any(sample.run == run.run for sample in samples)]
     panels = [
-        ("Private memory, KB", [(s.time, s.private) for s in samples]),
-        ("Handles beyond those that are kept on purpose", [(s.time, s.unexplained["handles"]) for s in samples]),
-        ("Threads", [(s.time, s.threads) for s in samples]),
-        ("Calls per second", [(s.time, s.calls) for s in samples]),
-        ("Slowest call of the second, ms", [(s.time, s.slowest) for s in samples]),
+        ("Private memory, KB", [(s.time, s.private, s.run) for s in samples]),
+        ("Handles beyond those that are kept on purpose", [(s.time, s.unexplained["handles"], s.run) for s in samples]),
+        ("Threads", [(s.time, s.threads, s.run) for s in samples]),
+        ("Calls per second", [(s.time, s.calls, s.run) for s in samples]),
+        ("Slowest call of the second, ms", [(s.time, s.slowest, s.run) for s in samples]),
     ]
     height = TOP + len(panels) * (PANEL + GAP) + 20
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{WIDTH}" height="{height}" '
