@@ -54,6 +54,15 @@ TEST(ParseSysInfo, NamesTheFieldsInTheirOrder)
     EXPECT_FALSE(info.Value().bUsbTypeC);
 }
 
+TEST(ParseSysInfo, TakesAStatusByteOfLetters)
+{
+    const auto info = ParseSysInfo(L"1<.^.>2<.^.>3<.^.>4<.^.>5<.^.>6<.^.>7<.^.>8<.^.>9<.^.>0xFA<.^.>yes");
+
+    ASSERT_TRUE(info);
+    EXPECT_EQ(L"0xFA", info.Value().strBiosPasswordStatus);
+    EXPECT_EQ(0xFA, info.Value().ucBiosPasswordStatus);
+}
+
 TEST(ParseSysInfo, KeepsWhatTheServiceCouldNotRead)
 {
     const auto info = ParseSysInfo(L"null<.^.>null<.^.> <.^.>null<.^.>null<.^.> - <.^.>null<.^.>null<.^.> "
