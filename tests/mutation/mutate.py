@@ -71,13 +71,14 @@ def commands_of(program):
 
 def compile_command(listed, source, target):
     command = next(line for line in listed if line.endswith(f" -c {ROOT / source}"))
-    command = re.sub(r" -MD -MT \S+ -MF \S+", "", command)
+    command = re.sub(r" -MD -MT \S+ -MF \S+", "", command).replace(" -O2 -g ", " -O0 ")
     return re.sub(r" -o \S+ -c \S+$", f" -o {target} -c {WORK / source}", command)
 
 
 def link_command(link, program, changed):
     # The files of a library that nobody asks for any more stay out.
     link = re.sub(rf" -o bin/{program}\.exe", f" {changed} -o {WORK / (program + '.exe')}", link)
+    link = link.replace(" -O2 -g ", " -s ")
     return re.sub(r" -Wl,--out-implib,\S+", "", link).split("&&", 1)[-1].rsplit("&& :", 1)[0]
 
 
@@ -154,6 +155,8 @@ def main():
             else:
                 survivors.append(f"{source}:{number + 1}: {before.strip()}  ->  {changed.strip()}")
                 print(survivors[-1], flush=True)
+            if (caught + len(survivors)) % 10 == 0:
+                print(f"{caught} of {caught + len(survivors)}", flush=True)
     finally:
         subprocess.run([str(ROOT / "testbed/prefix.sh"), "down", "mutation"], check=False)
     print(f"{caught} of {caught + len(survivors)} changes were noticed")
