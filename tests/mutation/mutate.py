@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
-"""mutate.py [--seed K] [--mutants N]: changes one line of the product at a time and sees whether a test notices.
+"""mutate.py [--seed K] [--mutants N] [--files TEXT]: changes one line of the product at a time and sees whether a test
+notices.
 
 Lines come from rotation, formatter, policy, service status and retry rules: a relation, an operator or a number becomes
 another one, a condition its opposite, a statement goes. The changed file alone is compiled, into build/mutation, and
-linked before the library that holds the true one; then the tests of that file run. Nothing else of the build is touched.
+linked before the library that holds the true one; then the tests of that file run. Nothing else of the build is
+touched.
 Prints each change that no test noticed, and the sum. Needs a built build/mingw.
 """
 
@@ -57,8 +59,9 @@ def candidates(lines):
         condition = re.match(r"(\s*(?:if|while) \()(.+)(\))$", code.rstrip())
         if condition and ";" not in condition.group(2) and not re.match(r"const \w", condition.group(2)):
             yield number, f"{condition.group(1)}!({condition.group(2)}){condition.group(3)}"
-        if re.match(r"\s+(?:[\w.>\[\]*]|->|::)+(?:\(.*\)|(?: [-+|&]?= .+))?;$", code.rstrip()) and not re.match(
-                r"\s+(return|break|continue|using|const|case)\b", code) and "(" in code + "=" and re.search(r"[(=]", code):
+        statement = re.match(r"\s+(?:[\w.>\[\]*]|->|::)+(?:\(.*\)|(?: [-+|&]?= .+))?;$", code.rstrip())
+        if statement and re.search(r"[(=]", code) and not re.match(
+                r"\s+(return|break|continue|using|const|case)\b", code):
             yield number, ";"
 
 
@@ -119,11 +122,12 @@ def main():
     arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     arguments.add_argument("--seed", type=int, default=1)
     arguments.add_argument("--mutants", type=int, default=100)
+    arguments.add_argument("--files", default="", help="part of the files' names")
     options = arguments.parse_args()
 
     choice = random.Random(options.seed)
     pool = []
-    for subject in SUBJECTS:
+    for subject in (subject for subject in SUBJECTS if options.files in subject[0]):
         lines = (ROOT / subject[0]).read_text(encoding="utf-8").splitlines()
         pool += [(subject, number, changed) for number, changed in candidates(lines)]
     choice.shuffle(pool)
