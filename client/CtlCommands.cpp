@@ -2,6 +2,8 @@
 
 #include "client/CtlText.h"
 #include "client/InstalledService.h"
+#include "client/LogFiles.h"
+#include "client/PolicyValues.h"
 
 #include <chrono>
 #include <cwchar>
@@ -114,7 +116,8 @@ int CCtlCommands::LaunchUsbCApp()
 
 int CCtlCommands::Status(Form form, const std::wstring& clientVersion)
 {
-    CStatus status{clientVersion, QueryInstalledService(), false, 0, {}};
+    CStatus status{clientVersion,    QueryInstalledService(),          false, 0, {},
+                   ServiceLogPath(), PolicyInForce(ReadPolicyValues())};
     const auto start = std::chrono::steady_clock::now();
     const CResult<CNothing> connected = m_client.Connect();
     const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;

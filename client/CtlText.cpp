@@ -137,6 +137,8 @@ std::wstring StatusTable(const CStatus& status)
     }
     rows.emplace_back(L"Endpoint", status.bAnswers ? L"answers, connected in " + Milliseconds(status.dMilliseconds)
                                                    : L"no answer: " + status.strTrouble);
+    rows.emplace_back(L"Log", status.strLog);
+    rows.emplace_back(L"Policy", status.strPolicy);
     return Table(rows);
 }
 
@@ -153,6 +155,8 @@ std::wstring StatusJson(const CStatus& status)
     {
         object["trouble"] = ToUtf8(status.strTrouble);
     }
+    object["log"] = ToUtf8(status.strLog);
+    object["policy"] = ToUtf8(status.strPolicy);
     return JsonText(object);
 }
 

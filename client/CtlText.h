@@ -28,6 +28,8 @@ struct CStatus
     bool bAnswers;
     double dMilliseconds;    // of connecting, when the service answers
     std::wstring strTrouble; // why it does not answer
+    std::wstring strLog;     // path of its log
+    std::wstring strPolicy;  // the log policy in force
 };
 std::wstring StatusTable(const CStatus& status);
 std::wstring StatusJson(const CStatus& status);

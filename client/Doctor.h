@@ -3,6 +3,7 @@
 
 #include "client/HotKeyClient.h"
 #include "client/InstalledService.h"
+#include "client/PolicyValues.h"
 
 #include <optional>
 #include <string>
@@ -25,15 +26,6 @@ struct CFinding
     Verdict eVerdict;
     std::wstring strFinding;
     std::wstring strCure; // empty when all is well
-};
-
-// A value under the service's policy keys that it reads.
-struct CPolicyValue
-{
-    std::wstring strKey; // below HKEY_LOCAL_MACHINE
-    std::wstring strName;
-    DWORD dwType;
-    std::wstring strText; // of a text value
 };
 
 struct CWriters

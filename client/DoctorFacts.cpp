@@ -20,7 +20,6 @@ namespace
 
 constexpr DWORD kWmiPatienceMilliseconds = 10000;
 constexpr const wchar_t* kServiceName = L"HotKeyServiceTLY";
-constexpr const wchar_t* kProductKey = L"Software\\Policies\\Quil\\Quil TLY Service";
 
 struct CloseHandleOf
 {
@@ -194,17 +193,7 @@ Answer AskWhetherSystemAnswers()
 
 void LookAtLogs(CDoctorFacts& facts)
 {
-    const std::vector<std::wstring> paths = ServiceLogPaths();
-    std::wstring log = paths.empty() ? std::wstring{} : paths.front();
-    for (const std::wstring& path : paths)
-    {
-        if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES)
-        {
-            log = path;
-            break;
-        }
-    }
-    facts.strLogFolder = FolderOf(log);
+    facts.strLogFolder = FolderOf(ServiceLogPath());
     const std::wstring probe = facts.strLogFolder + L"\\hotkeyctl-doctor.tmp";
     const HANDLE made = CreateFileW(probe.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                     FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr);
@@ -224,32 +213,6 @@ void LookAtLogs(CDoctorFacts& facts)
         ++facts.nOldLogs;
     } while (FindNextFileW(find, &found));
     FindClose(find);
-}
-
-std::vector<CPolicyValue> ReadPolicy()
-{
-    std::vector<CPolicyValue> values;
-    for (const std::wstring& path : {std::wstring{kProductKey}, std::wstring{kProductKey} + L"\\" + kServiceName})
-    {
-        for (const wchar_t* const name :
-             {L"LoggingType", L"MinLogLevel", L"MaxLogLevel", L"MaxLogSize", L"QueuedWrites"})
-        {
-            wchar_t text[512]{};
-            DWORD size = sizeof text - sizeof(wchar_t);
-            DWORD type = 0;
-            HKEY key = nullptr;
-            if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-            {
-                break;
-            }
-            if (RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(text), &size) == ERROR_SUCCESS)
-            {
-                values.push_back({path, name, type, type == REG_SZ || type == REG_EXPAND_SZ ? text : std::wstring{}});
-            }
-            RegCloseKey(key);
-        }
-    }
-    return values;
 }
 
 // WMI can hang for ever; a child can be ended.
@@ -309,7 +272,7 @@ CDoctorFacts GatherDoctorFacts(CHotKeyClient& client)
     facts.bAnswers = static_cast<bool>(client.Connect());
     facts.eSystemServer = facts.bAnswers ? AskWhetherSystemAnswers() : Answer::Unknown;
     LookAtLogs(facts);
-    facts.policy = ReadPolicy();
+    facts.policy = ReadPolicyValues();
     if (facts.bAnswers)
     {
         if (const CResult<CPresence> presence = client.ReadPresence())

@@ -1,5 +1,7 @@
 // hotkeyctl: the hotkey service's operations by hand, in scripts and in tests.
+#include "client/CtlBench.h"
 #include "client/CtlCommands.h"
+#include "client/CtlCompletion.h"
 #include "client/CtlDoctor.h"
 #include "client/CtlLog.h"
 #include "client/CtlOutput.h"
@@ -39,6 +41,9 @@ struct Options
     std::string strSince;
     std::string strLogPath;
     HotKey::CLogRequest log;
+    HotKey::CBenchRequest bench;
+    double dBenchSeconds{5};
+    std::string strShell;
     bool bAskWmi{false};
     bool bPage{false};
     std::vector<std::string> vecWords;
@@ -134,6 +139,24 @@ void Describe(CLI::App& app, Options& options)
     explain->footer("Examples:\n  hotkeyctl explain 1740\n  hotkeyctl explain \"GetActiveSessionToken failed\"\n"
                     "  hotkeyctl explain wmi\n");
 
+    CLI::App* const bench = app.add_subcommand("bench", "Measure how fast the running service answers");
+    bench->add_option("--count", options.bench.nCalls, "Calls of each operation, at most")
+        ->check(CLI::Range(1U, 1000000U))
+        ->capture_default_str();
+    bench->add_option("--seconds", options.dBenchSeconds, "Time for each operation, at most")
+        ->check(CLI::Range(0.01, 3600.0))
+        ->capture_default_str();
+    AddJson(bench, options);
+    bench->footer("It starts nothing and changes nothing.\nExamples:\n  hotkeyctl bench\n"
+                  "  hotkeyctl bench --count 1000 --seconds 10 --json\n");
+
+    CLI::App* const completion = app.add_subcommand("completion", "A script that completes commands in a shell");
+    completion->add_option("shell", options.strShell, "bash or powershell")
+        ->required()
+        ->check(CLI::IsMember({"bash", "powershell"}));
+    completion->footer("Examples:\n  eval \"$(hotkeyctl completion bash)\"\n"
+                       "  hotkeyctl completion powershell | Out-String | Invoke-Expression\n");
+
     DescribeLog(app.add_subcommand("log", "The service's log of this PC, with its old files"), app, options);
 }
 
@@ -182,6 +205,12 @@ int Run(const CLI::App& app, const Options& options)
     {
         return PrintExplanation(options, output);
     }
+    if (command == "completion")
+    {
+        output.Print(HotKey::FromUtf8(options.strShell == "bash" ? HotKey::BashCompletion(app)
+                                                                 : HotKey::PowerShellCompletion(app)));
+        return HotKey::ExitAnswered;
+    }
     if (options.bAskWmi)
     {
         return HotKey::AskWmi();
@@ -191,6 +220,13 @@ int Run(const CLI::App& app, const Options& options)
         return PrintLog(options, output);
     }
     HotKey::CHotKeyClient client{Milliseconds(options.dTimeout)};
+    if (command == "bench")
+    {
+        HotKey::CBenchRequest request = options.bench;
+        request.patience = Milliseconds(options.dBenchSeconds);
+        request.bJson = options.bJson;
+        return HotKey::RunBench(client, output, request);
+    }
     if (command == "doctor")
     {
         return HotKey::RunDoctor(client, output, options.bJson);

@@ -291,4 +291,17 @@ std::vector<std::wstring> ServiceLogPaths()
     return paths;
 }
 
+std::wstring ServiceLogPath()
+{
+    const std::vector<std::wstring> paths = ServiceLogPaths();
+    for (const std::wstring& path : paths)
+    {
+        if (GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES)
+        {
+            return path;
+        }
+    }
+    return paths.empty() ? std::wstring{} : paths.front();
+}
+
 } // namespace HotKey

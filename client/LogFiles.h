@@ -81,5 +81,7 @@ class CLogFiles
 
 // Where the service of this PC logs: the first of them that exists is its log.
 std::vector<std::wstring> ServiceLogPaths();
+// That one, or where the first will be.
+std::wstring ServiceLogPath();
 
 } // namespace HotKey

@@ -182,9 +182,9 @@ TEST(Doctor, SeesMoreThanNineOldLogs)
 TEST(Doctor, SeesMisspeltPolicyWords)
 {
     CDoctorFacts facts = Well();
-    facts.policy = {{L"K", L"MinLogLevel", REG_SZ, L"Infomation"},
-                    {L"K", L"MaxLogLevel", REG_SZ, L"Eror"},
-                    {L"K", L"LoggingType", REG_SZ, L"FIEL"}};
+    facts.policy = {{L"K", L"MinLogLevel", REG_SZ, L"Infomation", 0},
+                    {L"K", L"MaxLogLevel", REG_SZ, L"Eror", 0},
+                    {L"K", L"LoggingType", REG_SZ, L"FIEL", 0}};
     ExpectTrouble(facts, L"policy", Verdict::Problem,
                   L"K\\MinLogLevel is misspelt and switches logging off: Infomation, "
                   L"K\\MaxLogLevel is misspelt and lets everything through: Eror, "
@@ -194,7 +194,7 @@ TEST(Doctor, SeesMisspeltPolicyWords)
 TEST(Doctor, SeesPolicyValuesOfTheWrongType)
 {
     CDoctorFacts facts = Well();
-    facts.policy = {{L"K", L"MinLogLevel", REG_DWORD, {}}, {L"K", L"MaxLogSize", REG_SZ, L"2048"}};
+    facts.policy = {{L"K", L"MinLogLevel", REG_DWORD, {}, 0}, {L"K", L"MaxLogSize", REG_SZ, L"2048", 0}};
     ExpectTrouble(facts, L"policy", Verdict::Problem,
                   L"K\\MinLogLevel is no text and is not read, K\\MaxLogSize is no number and is not read");
 }
@@ -202,9 +202,9 @@ TEST(Doctor, SeesPolicyValuesOfTheWrongType)
 TEST(Doctor, AcceptsPolicyWordsInAnyMixOfCase)
 {
     CDoctorFacts facts = Well();
-    facts.policy = {{L"K", L"MinLogLevel", REG_SZ, L"warning"},
-                    {L"K", L"LoggingType", REG_SZ, L"event,file"},
-                    {L"K", L"QueuedWrites", REG_DWORD, {}}};
+    facts.policy = {{L"K", L"MinLogLevel", REG_SZ, L"warning", 0},
+                    {L"K", L"LoggingType", REG_SZ, L"event,file", 0},
+                    {L"K", L"QueuedWrites", REG_DWORD, {}, 0}};
     const CFinding finding = FindingOf(facts, L"policy");
     EXPECT_EQ(Verdict::Ok, finding.eVerdict);
     EXPECT_EQ(L"3 values set", finding.strFinding);
