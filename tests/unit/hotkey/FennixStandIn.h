@@ -3,6 +3,7 @@
 
 #include "hotkey/Fennix.h"
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -27,6 +28,8 @@ class FennixStandIn final : public IFennix
 
     std::map<std::wstring, HRESULT> results; // by method; S_OK for one that is not there
     std::wstring throwing;                   // the method that throws
+    // Asked before every answer; its failure is the method's.
+    std::function<HRESULT(const char* method)> onMethod{[](const char*) { return S_OK; }};
     HRESULT fennixInterface{S_OK};           // what asking for the interface gives
 
     std::vector<std::wstring> asked;
@@ -37,6 +40,10 @@ class FennixStandIn final : public IFennix
         *object = nullptr;
         if (IsEqualIID(id, kFennixInterface))
         {
+            if (const HRESULT failure = onMethod("IFennix::QueryInterface"); FAILED(failure))
+            {
+                return failure;
+            }
             if (FAILED(fennixInterface))
             {
                 return fennixInterface;
@@ -110,6 +117,10 @@ class FennixStandIn final : public IFennix
         if (throwing == method)
         {
             throw 1;
+        }
+        if (const HRESULT failure = onMethod("IFennix"); FAILED(failure))
+        {
+            return failure;
         }
         *out = value;
         const auto result = results.find(method);

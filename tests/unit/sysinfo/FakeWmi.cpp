@@ -41,6 +41,10 @@ class CRow : public CCounted<Testbed::CRowDefaults, IID_IWbemClassObject>
         EXPECT_EQ(nullptr, type);
         EXPECT_EQ(nullptr, flavor);
         EXPECT_EQ(VT_EMPTY, V_VT(value)) << "a value was not cleared before the next read";
+        if (const HRESULT result = m_member.m_world.onMethod("IWbemClassObject::Get"); FAILED(result))
+        {
+            return result;
+        }
         const auto answers = m_row.find(name);
         if (answers == m_row.end() || answers->second.empty())
         {
@@ -66,6 +70,10 @@ class CRows : public CCounted<Testbed::CRowsDefaults, IID_IEnumWbemClassObject>
         m_member.m_world.Note(FormatText(L"next %d, %d", timeout, count));
         *objects = nullptr;
         *returned = 0;
+        if (const HRESULT result = m_member.m_world.onMethod("IEnumWbemClassObject::Next"); FAILED(result))
+        {
+            return result;
+        }
         if (m_next < m_query.rows.size())
         {
             *objects = new CRow{m_member.m_world, m_query.rows[m_next++]};
@@ -96,6 +104,11 @@ class CServices : public CCounted<Testbed::CServicesDefaults, IID_IWbemServices>
         FakeWmi& world = m_member.m_world;
         world.Note(FormatText(L"query %s 0x%x %s", language, flags, query));
         EXPECT_EQ(nullptr, context);
+        *rows = nullptr;
+        if (const HRESULT result = world.onMethod("IWbemServices::ExecQuery"); FAILED(result))
+        {
+            return result;
+        }
         // What no test scripted has no rows.
         const FakeQuery& answer = world.namespaces[m_path].queries[query];
         *rows = FAILED(answer.start) || answer.noEnumerator ? nullptr : new CRows{world, answer};
@@ -125,6 +138,11 @@ class CLocator : public CCounted<IWbemLocator, IID_IWbemLocator>
         EXPECT_EQ(0, securityFlags);
         EXPECT_EQ(nullptr, authority);
         EXPECT_EQ(nullptr, context);
+        *services = nullptr;
+        if (const HRESULT result = world.onMethod("IWbemLocator::ConnectServer"); FAILED(result))
+        {
+            return result;
+        }
         const FakeNamespace& answer = world.namespaces[path];
         *services = FAILED(answer.connect) || answer.noServices ? nullptr : new CServices{world, path};
         return answer.connect;
@@ -194,13 +212,11 @@ FakeAnswer Strings(std::vector<std::wstring> strings)
 {
     return [strings = std::move(strings)](VARIANT* value) {
         SAFEARRAY* const array = SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(strings.size()));
-        BSTR* elements = nullptr;
-        SafeArrayAccessData(array, reinterpret_cast<void**>(&elements));
+        BSTR* const elements = static_cast<BSTR*>(array->pvData);
         for (std::size_t i = 0; i < strings.size(); ++i)
         {
             elements[i] = MakeString(strings[i]);
         }
-        SafeArrayUnaccessData(array);
         V_VT(value) = VT_ARRAY | VT_BSTR;
         V_ARRAY(value) = array;
         return S_OK;

@@ -96,6 +96,8 @@ class FakeWmi
     std::vector<std::wstring> EventsOf(const std::wstring& word) const;
     int Alive() const { return alive; }
 
+    // Asked first by every method; its failure is the method's.
+    std::function<HRESULT(const char* method)> onMethod{[](const char*) { return S_OK; }};
     HRESULT create{S_OK};
     HRESULT initialize{S_OK};
     HRESULT security{S_OK};
