@@ -135,12 +135,6 @@ void Resume(FaultRun& run)
               [](ExposedService& service, ServiceMachine&) { service.OnPowerEvent(PBT_APMRESUMEAUTOMATIC, nullptr); });
 }
 
-void Logon(FaultRun& run)
-{
-    OfService(run,
-              [](ExposedService& service, ServiceMachine&) { service.OnSessionChange(WTS_SESSION_LOGON, nullptr); });
-}
-
 void LogoffAndUnlock(FaultRun& run)
 {
     OfService(run, [](ExposedService& service, ServiceMachine&) {
@@ -251,25 +245,6 @@ untouched ; RegisterEventSourceW 1, 2; ReportEventW 1, 2; DeregisterEventSource 
 )"},
     {"Resume", &Resume, LR"(
 untouched ; RevertToSelf 1 => returned | holds nothing
-allocation 1 => returned | holds nothing
-  Error|RpcServer::SysInfo::CHotKeyHandler::CreateAppActivationHandler|CAppActivationHandler creation failed
-)"},
-    {"Logon", &Logon, LR"(
-untouched ; RegisterEventSourceW 1; ReportEventW 1; DeregisterEventSource 1; RevertToSelf 1, 3; WTSEnumerateSessionsW 1; WTSEnumerateProcessesW 1 => returned | holds nothing
-RevertToSelf 1+, 2 => returned | holds nothing
-  Error|Utils::GetActiveSessionToken|RevertToSelf() failed with error: {d}
-WTSGetActiveConsoleSessionId 1 => returned | holds nothing
-  Error|Utils::GetCurrentSessionID|WTSGetActiveConsoleSessionId failed with Error: {d}
-  Error|RpcServer::AppSection::CAppActivationHandler::ImpersonateUserLogOnSession|Error : No Active sessions found.
-WTSQueryUserToken 1 => returned | holds nothing
-  Error|Utils::GetActiveSessionToken|WTSQueryUserToken failed with error: {d}. Bypassing to other winlogon method
-OpenProcess 1 => returned | holds nothing
-  Error|Utils::GetActiveSessionToken|OpenProcess with Pid 0 failed with error : {d}
-  Error|RpcServer::SysInfo::CHotKeyHandler::GetLocale|ImpersonateUserLogOnSession failed with error = {d}
-GetLocaleInfoW 1 => returned | holds nothing
-  Error|RpcServer::SysInfo::CHotKeyHandler::GetLocale|GetLocaleInfo: UserDefaultLanguage failed with error : {d}
-GetLocaleInfoW 2 => returned | holds nothing
-  Error|RpcServer::SysInfo::CHotKeyHandler::GetLocale|GetLocaleInfo: UserDefaultCountryCode failed with error : {d}
 allocation 1 => returned | holds nothing
   Error|RpcServer::SysInfo::CHotKeyHandler::CreateAppActivationHandler|CAppActivationHandler creation failed
 )"},
