@@ -30,6 +30,23 @@ bool Await(SC_HANDLE service, DWORD state)
     return false;
 }
 
+// Asks until it has stopped: a service that is just starting refuses.
+bool Stop(SC_HANDLE service)
+{
+    const ULONGLONG end = GetTickCount64() + 60000;
+    while (GetTickCount64() < end)
+    {
+        SERVICE_STATUS status{};
+        if (QueryServiceStatus(service, &status) && status.dwCurrentState == SERVICE_STOPPED)
+        {
+            return true;
+        }
+        ControlService(service, SERVICE_CONTROL_STOP, &status);
+        Sleep(50);
+    }
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -46,9 +63,7 @@ int main(int argc, char** argv)
     std::vector<double> times;
     for (int i = 0; i < 5 && service; ++i)
     {
-        SERVICE_STATUS status{};
-        ControlService(service.Get(), SERVICE_CONTROL_STOP, &status);
-        if (!Await(service.Get(), SERVICE_STOPPED))
+        if (!Stop(service.Get()))
         {
             break;
         }
