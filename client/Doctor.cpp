@@ -156,6 +156,11 @@ CFinding JudgeLogFolder(const CDoctorFacts& facts)
 CFinding JudgeOldLogs(const CDoctorFacts& facts)
 {
     constexpr const wchar_t* kSubject = L"old logs";
+    if (facts.dwOldLogsError != 0)
+    {
+        return {kSubject, Verdict::Unknown, L"cannot be counted, error " + std::to_wstring(facts.dwOldLogsError),
+                L"ask as administrator"};
+    }
     if (facts.nOldLogs > 9)
     {
         return {kSubject, Verdict::Warning,

@@ -52,6 +52,7 @@ struct CDoctorFacts
     Answer eSystemServer;    // whether it is LocalSystem that answers
     std::wstring strLogFolder;
     DWORD dwLogFolderError; // of making a file there
+    DWORD dwOldLogsError;   // why they cannot be counted, 0 when they can
     unsigned nOldLogs;
     std::vector<CPolicyValue> policy;
     std::optional<CPresence> presence;

@@ -184,7 +184,6 @@ Answer AskWhetherSystemAnswers()
     case RPC_S_OK:
         return Answer::Yes;
     case RPC_S_ACCESS_DENIED:
-    case RPC_S_SEC_PKG_ERROR:
         return Answer::No;
     default:
         return Answer::Unknown;
@@ -206,6 +205,8 @@ void LookAtLogs(CDoctorFacts& facts)
     const HANDLE find = FindFirstFileW((facts.strLogFolder + L"\\" + kServiceName + L"_*.log").c_str(), &found);
     if (find == INVALID_HANDLE_VALUE)
     {
+        const DWORD error = GetLastError();
+        facts.dwOldLogsError = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? ERROR_SUCCESS : error;
         return;
     }
     do
@@ -253,12 +254,21 @@ template <typename Interface> struct ReleaseInterface
 };
 template <typename Interface> using Com = std::unique_ptr<Interface, ReleaseInterface<Interface>>;
 
-struct FreeText
+// COM is loaded by the child that asks WMI only: it would be a third of every other command's start.
+template <typename Function> Function FunctionOf(const wchar_t* library, const char* name)
 {
-    using pointer = BSTR;
-    void operator()(BSTR text) const noexcept { SysFreeString(text); }
-};
-using Text = std::unique_ptr<OLECHAR, FreeText>;
+    const HMODULE loaded = LoadLibraryExW(library, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    // Through void(*)(), because FARPROC's type is no function's.
+    return loaded == nullptr ? nullptr
+                             : reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(loaded, name)));
+}
+
+// A text for one call, in the process's heap as long as the process is.
+BSTR Text(const wchar_t* text)
+{
+    const auto allocate = FunctionOf<decltype(&SysAllocString)>(L"oleaut32.dll", "SysAllocString");
+    return allocate == nullptr ? nullptr : allocate(text);
+}
 
 } // namespace
 
@@ -286,31 +296,35 @@ CDoctorFacts GatherDoctorFacts(CHotKeyClient& client)
 
 int AskWmi()
 {
-    HRESULT result = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    const auto initialize = FunctionOf<decltype(&CoInitializeEx)>(L"ole32.dll", "CoInitializeEx");
+    const auto create = FunctionOf<decltype(&CoCreateInstance)>(L"ole32.dll", "CoCreateInstance");
+    if (initialize == nullptr || create == nullptr)
+    {
+        return HRESULT_FROM_WIN32(GetLastError());
+    }
+    HRESULT result = initialize(nullptr, COINIT_MULTITHREADED);
     if (FAILED(result))
     {
         return result;
     }
     IWbemLocator* locator = nullptr;
-    result = CoCreateInstance(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator,
-                              reinterpret_cast<void**>(&locator));
+    result =
+        create(CLSID_WbemLocator, nullptr, CLSCTX_INPROC_SERVER, IID_IWbemLocator, reinterpret_cast<void**>(&locator));
     if (FAILED(result))
     {
         return result;
     }
     const Com<IWbemLocator> locatorOwner{locator};
     IWbemServices* services = nullptr;
-    const Text space{SysAllocString(L"ROOT\\CIMV2")};
-    result = locator->ConnectServer(space.get(), nullptr, nullptr, nullptr, 0, nullptr, nullptr, &services);
+    result = locator->ConnectServer(Text(L"ROOT\\CIMV2"), nullptr, nullptr, nullptr, 0, nullptr, nullptr, &services);
     if (FAILED(result))
     {
         return result;
     }
     const Com<IWbemServices> servicesOwner{services};
-    const Text language{SysAllocString(L"WQL")};
-    const Text query{SysAllocString(L"SELECT Name FROM Win32_Processor")};
     IEnumWbemClassObject* rows = nullptr;
-    result = services->ExecQuery(language.get(), query.get(), WBEM_FLAG_FORWARD_ONLY, nullptr, &rows);
+    result = services->ExecQuery(Text(L"WQL"), Text(L"SELECT Name FROM Win32_Processor"), WBEM_FLAG_FORWARD_ONLY,
+                                 nullptr, &rows);
     if (FAILED(result))
     {
         return result;

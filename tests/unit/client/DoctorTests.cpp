@@ -179,6 +179,14 @@ TEST(Doctor, SeesMoreThanNineOldLogs)
     ExpectTrouble(facts, L"old logs", Verdict::Warning, L"10: rotation no longer removes the oldest");
 }
 
+TEST(Doctor, SaysWhenOldLogsCannotBeCounted)
+{
+    CDoctorFacts facts = Well();
+    facts.nOldLogs = 0;
+    facts.dwOldLogsError = ERROR_ACCESS_DENIED;
+    ExpectTrouble(facts, L"old logs", Verdict::Unknown, L"cannot be counted, error 5");
+}
+
 TEST(Doctor, SeesMisspeltPolicyWords)
 {
     CDoctorFacts facts = Well();
