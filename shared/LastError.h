@@ -8,18 +8,13 @@ namespace Quil::Shared
 
 class [[nodiscard]] CLastErrorKeeper
 {
-public:
-    CLastErrorKeeper() noexcept : m_dwLastError{GetLastError()}
-    {
-    }
-    ~CLastErrorKeeper()
-    {
-        SetLastError(m_dwLastError);
-    }
+  public:
+    CLastErrorKeeper() noexcept : m_dwLastError{GetLastError()} {}
+    ~CLastErrorKeeper() { SetLastError(m_dwLastError); }
     CLastErrorKeeper(const CLastErrorKeeper&) = delete;
     CLastErrorKeeper& operator=(const CLastErrorKeeper&) = delete;
 
-private:
+  private:
     const DWORD m_dwLastError;
 };
 
