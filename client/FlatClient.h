@@ -2,7 +2,8 @@
    The client library for other languages: plain C functions, exported by hotkeyclient.dll.
    Each call makes a connection of its own and returns 0, or how it failed: 3 not reachable, 4 refused, 5 timed out,
    6 an answer that is not understood. status, if given, receives the RPC status of the failure, else 0.
-   Texts are BSTRs that the caller frees; an empty answer is an empty text. Any thread may call. */
+   Texts are BSTRs that the caller frees; an empty answer is an empty text, a failure leaves null. Any thread may call.
+ */
 #ifndef CLIENT_FLAT_CLIENT_H
 #define CLIENT_FLAT_CLIENT_H
 

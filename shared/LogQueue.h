@@ -15,7 +15,7 @@ namespace Quil::Shared
 class CLogQueue
 {
   public:
-    /// The file is shared with the worker, which alone writes it and may outlive the queue when it hangs in a write.
+    /// The file is shared with the worker, which may outlive the queue when it hangs in a write.
     explicit CLogQueue(std::shared_ptr<CLogFile> file);
     /// Waits at most about 1.2 s for the worker; what is queued then is lost.
     ~CLogQueue();
