@@ -31,8 +31,7 @@ private_memory() {
 }
 
 await_running() {
-    local tries
-    for tries in $(seq 200); do
+    for _ in $(seq 200); do
         "$prefix" run bench sc query "$1" </dev/null | grep -q RUNNING && return
         sleep 0.05
     done

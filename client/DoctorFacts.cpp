@@ -332,7 +332,7 @@ int AskWmi()
     const Com<IEnumWbemClassObject> rowsOwner{rows};
     IWbemClassObject* row = nullptr;
     ULONG count = 0;
-    result = rows->Next(WBEM_INFINITE, 1, &row, &count);
+    result = rows->Next(static_cast<LONG>(WBEM_INFINITE), 1, &row, &count);
     if (result != WBEM_S_NO_ERROR)
     {
         return FAILED(result) ? result : static_cast<HRESULT>(WBEM_E_NOT_FOUND);

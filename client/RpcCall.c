@@ -71,8 +71,13 @@ __attribute__((used)) long CALLBACK RpcCallFilter(EXCEPTION_POINTERS* pointers, 
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
-/* The macros define labels of fixed names: one use per file, never inlined. */
-__attribute__((noinline, noclone)) static unsigned long Guarded(void (*function)(void*), void* argument)
+/* The macros define labels of fixed names: one use per file, never inlined, never cloned. */
+#if __has_attribute(noclone)
+#define ONE_COPY __attribute__((noinline, noclone))
+#else
+#define ONE_COPY __attribute__((noinline))
+#endif
+static ONE_COPY unsigned long Guarded(void (*function)(void*), void* argument)
 {
     TlsSetValue(s_slot, NULL);
     __try1(RpcCallFilter) function(argument);

@@ -13,10 +13,11 @@ function(hotkey_add_rpc_stubs name)
         add_library(${stub} OBJECT ${source})
         target_link_libraries(${stub} PUBLIC hotkey_options ${name}_header rpcrt4 PRIVATE hotkey_quiet)
         if(MINGW)
-            # The stubs declare their tables extern and define them static, which GCC takes in C++ only; they name the
-            # processor as Visual Studio does. The tables of both sides may meet in one program.
+            # The stubs declare their tables extern and define them static, which GCC takes in C++ only and clang as an
+            # extension of Microsoft's; they name the processor as Visual Studio does. The tables of both sides may meet
+            # in one program.
             set_source_files_properties(${source} PROPERTIES LANGUAGE CXX)
-            target_compile_options(${stub} PRIVATE -fpermissive)
+            target_compile_options(${stub} PRIVATE $<IF:$<CXX_COMPILER_ID:Clang>,-fms-extensions,-fpermissive>)
             target_compile_definitions(${stub} PRIVATE _M_AMD64=100
                 ${name}__MIDL_ProcFormatString=${name}_${side}ProcFormatString
                 ${name}__MIDL_TypeFormatString=${name}_${side}TypeFormatString)

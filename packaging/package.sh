@@ -52,5 +52,6 @@ python3 "$here/make_zip.py" "$symbols" "$SOURCE_DATE_EPOCH" "$out/$name-symbols.
 python3 "$here/make_msi.py" "$shipped" "$version" "$SOURCE_DATE_EPOCH" "$out/$name.msi"
 python3 "$here/bill_of_materials.py" "$shipped" "$version" "$SOURCE_DATE_EPOCH" "$commit" "$out/$name"
 python3 "$here/winget_manifest.py" "$out/$name.msi" "$version" "$SOURCE_DATE_EPOCH" "$download" "$out/winget"
+# shellcheck disable=SC2094  # the list leaves itself out
 (cd "$out" && find . -type f ! -name SHA256SUMS -printf '%P\n' | sort | xargs -d '\n' sha256sum >SHA256SUMS)
 cat "$out/SHA256SUMS"

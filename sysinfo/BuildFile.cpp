@@ -43,7 +43,7 @@ bool WMIData::ReadBuildFromFile()
     CTraceScope trace{"RpcServer::WMIData::ReadBuildFromFile"};
 
     constexpr DWORD usualSize = 260;
-    std::unique_ptr<wchar_t[]> drive{new (std::nothrow) wchar_t[usualSize]{}};
+    std::unique_ptr<wchar_t[]> drive{new (std::nothrow) wchar_t[usualSize]()};
     if (drive == nullptr)
     {
         trace.Error(L"Memory Allocation failed : Out of memory");

@@ -73,7 +73,9 @@ service_log() {
     echo '     (there is no log)'
 }
 records() {
-    [ -f "$c/testbed/records.log" ] && sed -n "s/^$1: //p" "$c/testbed/records.log" || true
+    if [ -f "$c/testbed/records.log" ]; then
+        sed -n "s/^$1: //p" "$c/testbed/records.log"
+    fi
 }
 state() { pc sc query HotKeyServiceTLY | awk '$1 == "STATE" { print $4 }'; }
 milliseconds() { date +%s%3N; }

@@ -352,7 +352,7 @@ TEST_F(ServiceBase, OnlySessionChangeTraces)
 
     EXPECT_TRUE(m_manager.Run(m_service, [&] {
         int data = 0;
-        for (const DWORD control :
+        for (const int control :
              {SERVICE_CONTROL_POWEREVENT, SERVICE_CONTROL_SESSIONCHANGE, SERVICE_CONTROL_PAUSE,
               SERVICE_CONTROL_CONTINUE, SERVICE_CONTROL_SHUTDOWN, SERVICE_CONTROL_PRESHUTDOWN, SERVICE_CONTROL_STOP})
         {

@@ -115,7 +115,7 @@ class Scene
         // Wine fails to start a program now and then when the machine is busy.
         for (int attempt = 0; attempt < 10 && process.hProcess == nullptr; ++attempt)
         {
-            Sleep(attempt * 100);
+            Sleep(static_cast<DWORD>(attempt) * 100);
             CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup, &process);
         }
         if (process.hProcess == nullptr)
