@@ -157,9 +157,10 @@ void EveryControl(FaultRun& run)
     Service service;
     run.Try([&] {
         const BOOL ran = manager.Run(service, [&] {
-            for (const DWORD control : {SERVICE_CONTROL_PAUSE, SERVICE_CONTROL_CONTINUE, SERVICE_CONTROL_INTERROGATE,
-                                        SERVICE_CONTROL_POWEREVENT, SERVICE_CONTROL_SESSIONCHANGE,
-                                        SERVICE_CONTROL_PRESHUTDOWN, SERVICE_CONTROL_SHUTDOWN, SERVICE_CONTROL_STOP})
+            for (const DWORD control : std::initializer_list<DWORD>{
+                     SERVICE_CONTROL_PAUSE, SERVICE_CONTROL_CONTINUE, SERVICE_CONTROL_INTERROGATE,
+                     SERVICE_CONTROL_POWEREVENT, SERVICE_CONTROL_SESSIONCHANGE, SERVICE_CONTROL_PRESHUTDOWN,
+                     SERVICE_CONTROL_SHUTDOWN, SERVICE_CONTROL_STOP})
             {
                 EXPECT_EQ(0u, manager.Send(control));
             }
