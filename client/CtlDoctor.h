@@ -1,4 +1,5 @@
-// hotkeyctl doctor and hotkeyctl explain: what is wrong on this PC, and what a text or code of the service means.
+/// \file
+/// `hotkeyctl doctor` and `hotkeyctl explain`: what is wrong on this PC, and what a text or code of the service means.
 #pragma once
 
 #include "client/CtlOutput.h"
@@ -9,10 +10,11 @@
 namespace HotKey
 {
 
-// Writes one line per check, with a cure where one is due. ExitProblem when a check found a problem.
+/// Writes one line per check, with a cure where one is due; takes as long as GatherDoctorFacts. ExitProblem when a
+/// check found a problem.
 int RunDoctor(CHotKeyClient& client, const CCtlOutput& output, bool json);
 
-// ExitEmpty when nothing is known of the text.
+/// Writes what is known of a text or code of the service. ExitEmpty when nothing is.
 int RunExplain(const std::string& text, const CCtlOutput& output, bool json);
 
 } // namespace HotKey

@@ -1,4 +1,5 @@
-// hotkeyctl log: the log of the service of this PC on standard output, filtered, followed or summed up.
+/// \file
+/// `hotkeyctl log`: the log of the service of this PC on standard output, filtered, followed or summed up.
 #pragma once
 
 #include "client/CtlOutput.h"
@@ -13,22 +14,25 @@
 namespace HotKey
 {
 
+/// The options of the command.
 struct CLogRequest
 {
-    std::wstring strPath; // empty: the service's log
-    CLogFilter filter;
-    bool bFollow{false};
-    bool bJson{false};
-    bool bTimings{false};
+    std::wstring strPath; ///< empty: the service's log
+    CLogFilter filter;    ///< which records are shown
+    bool bFollow{false};  ///< go on with what is written from now on
+    bool bJson{false};    ///< a JSON object a line
+    bool bTimings{false}; ///< sums of the elapsed-time lines instead of the lines
 };
 
+/// One run of the command, on one thread.
 class CCtlLog
 {
   public:
+    /// Request and output outlive the object.
     CCtlLog(const CLogRequest& request, const CCtlOutput& output) noexcept : m_request{request}, m_output{output} {}
 
-    // Writes the log and returns the program's exit code: answered, or empty when there is no log or nothing in it that
-    // passes. Following ends when nobody reads what is written.
+    /// Writes the log and returns the program's exit code: answered, or empty when there is no log or nothing in it
+    /// that passes. Following ends when nobody reads what is written.
     int Run();
 
   private:
@@ -52,7 +56,7 @@ class CCtlLog
     std::map<std::string, CTiming> m_mapTimings;
 };
 
-// The text of --since as a time in the log: a duration before now, a day, or a time. Empty when it is none of them.
+/// The text of --since as a time in the log: a duration before now, a day, or a time. Empty when it is none of them.
 std::string SinceText(std::string_view text);
 
 } // namespace HotKey

@@ -4,11 +4,18 @@ if(NOT EXISTS ${HOTKEY_GOOGLETEST_DIR}/CMakeLists.txt)
     message(FATAL_ERROR "GoogleTest's sources are not in ${HOTKEY_GOOGLETEST_DIR}: install the package googletest, "
         "or configure with -DHOTKEY_GOOGLETEST_DIR=<folder> or -DHOTKEY_TESTS=OFF.")
 endif()
+# Lets the two settings below count also with GoogleTest's old minimum version of CMake.
+set(CMAKE_POLICY_DEFAULT_CMP0077 NEW)
 set(INSTALL_GTEST OFF)
 set(gtest_force_shared_crt OFF)
 add_subdirectory(${HOTKEY_GOOGLETEST_DIR} googletest EXCLUDE_FROM_ALL SYSTEM)
 foreach(library gtest gmock gmock_main gtest_main)
     target_link_libraries(${library} PRIVATE hotkey_quiet)
+    if(MSVC)
+        # Its headers declare more from C++17 on, which the library then has to have; Visual Studio starts at C++14.
+        target_compile_features(${library} PRIVATE cxx_std_20)
+        target_compile_options(${library} PRIVATE /Zc:__cplusplus)
+    endif()
 endforeach()
 
 include(GoogleTest)
@@ -40,6 +47,9 @@ endfunction()
 function(hotkey_compile_for_tests name)
     if(MINGW)
         target_compile_options(${name} PRIVATE -O0 -g1)
+    elseif(MSVC)
+        # A file of matchers has more sections than an object file of the old format can number.
+        target_compile_options(${name} PRIVATE /bigobj)
     endif()
 endfunction()
 
@@ -47,7 +57,10 @@ endfunction()
 function(hotkey_link_test_program name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LIBRARIES")
     target_link_libraries(${name} PRIVATE hotkey_options hotkey_harness ${arg_LIBRARIES})
-    target_precompile_headers(${name} REUSE_FROM hotkey_harness)
+    # Visual Studio wants one set of macros for all users of a precompiled header; some tests have macros of their own.
+    if(MINGW)
+        target_precompile_headers(${name} REUSE_FROM hotkey_harness)
+    endif()
     hotkey_compile_for_tests(${name})
 endfunction()
 

@@ -6,9 +6,16 @@ target_compile_definitions(hotkey_options INTERFACE
     UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00 WINVER=0x0A00)
 
 if(MSVC)
+    # The linker refuses objects without the guards' tables, so third-party code and stubs (hotkey_quiet) have them too.
+    set(guards $<$<COMPILE_LANGUAGE:C,CXX>:/guard:cf;/guard:ehcont>)
     target_compile_options(hotkey_options INTERFACE
-        $<$<COMPILE_LANGUAGE:CXX>:/W4;/permissive-;/utf-8;/guard:cf;$<$<BOOL:${HOTKEY_WERROR}>:/WX>>)
-    target_link_options(hotkey_options INTERFACE /guard:cf /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
+        ${guards}
+        $<$<COMPILE_LANGUAGE:C,CXX>:/W4;/utf-8;$<$<BOOL:${HOTKEY_WERROR}>:/WX>>
+        $<$<COMPILE_LANGUAGE:CXX>:/permissive-;/Zc:__cplusplus>)
+    # The functions of the standard that the run time calls unsafe are the same as with MinGW.
+    target_compile_definitions(hotkey_options INTERFACE _CRT_SECURE_NO_WARNINGS)
+    target_link_options(hotkey_options INTERFACE
+        /guard:cf /guard:ehcont /CETCOMPAT /DYNAMICBASE /HIGHENTROPYVA /NXCOMPAT)
 else()
     # Each of these finds mistakes here without asking for detours. Left out: -Wpedantic, for which the negative values
     # of WBEMSTATUS overflow an HRESULT, and -Wmissing-declarations, which wants a declaration of wmain.
@@ -39,6 +46,17 @@ endif()
 add_library(hotkey_wide_main INTERFACE)
 target_link_options(hotkey_wide_main INTERFACE $<$<BOOL:${MINGW}>:-municode>)
 
+# hotkey_prepare_for_shipping(program): what is installed has its symbols beside it, and names no folder of the build
+# machine. (With MinGW each program strips its own.)
+function(hotkey_prepare_for_shipping program)
+    if(MSVC)
+        target_link_options(${program} PRIVATE
+            /DEBUG /OPT:REF /OPT:ICF /PDBALTPATH:$<TARGET_PDB_FILE_NAME:${program}>
+            # Libraries are looked for in the system's folder only, not beside the program.
+            /DEPENDENTLOADFLAG:0x800)
+    endif()
+endfunction()
+
 # Third-party code (GoogleTest and the like) and generated stubs keep their own warnings to themselves.
 add_library(hotkey_quiet INTERFACE)
-target_compile_options(hotkey_quiet INTERFACE $<IF:$<BOOL:${MSVC}>,/w,-w>)
+target_compile_options(hotkey_quiet INTERFACE ${guards} $<IF:$<BOOL:${MSVC}>,/w,-w>)

@@ -1,4 +1,5 @@
-// Makes objects that several threads hold a share of, without throwing when memory runs out.
+/// \file
+/// Makes objects that several threads hold a share of, without throwing when memory runs out.
 #pragma once
 
 #include <memory>
@@ -8,7 +9,7 @@
 namespace RpcServer
 {
 
-// Empty when memory ran out, for the object or for its count.
+/// Empty when memory ran out, for the object or for its count.
 template <typename T, typename... Args> std::shared_ptr<T> TryMakeCounted(Args&&... args)
 {
     try

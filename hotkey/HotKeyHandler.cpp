@@ -17,6 +17,20 @@ using namespace Quil::Shared;
 namespace RpcServer::SysInfo
 {
 
+namespace
+{
+
+// Ends COM on this thread, with an exception as well.
+struct CComEnd
+{
+    CComEnd() = default;
+    ~CComEnd() { CoUninitialize(); }
+    CComEnd(const CComEnd&) = delete;
+    CComEnd& operator=(const CComEnd&) = delete;
+};
+
+} // namespace
+
 CHotKeyHandler::CHotKeyHandler(WMIData* wmiData) : m_pWMIData{wmiData}
 {
     CTraceScope trace{"RpcServer::SysInfo::CHotKeyHandler::CHotKeyHandler"};
@@ -101,6 +115,8 @@ void CHotKeyHandler::Initialize()
         trace.Error(L"Failed to initialize COM library failed with Error: %u", GetLastError());
         return;
     }
+    // Deliberate: m_pFennix is kept and used past this, and the call is made in the changed-mode case too.
+    const CComEnd comEnd;
 
     VS_FIXEDFILEINFO version{};
     const long status = Utils::IsServicePresent(L"QuilSysInfoCap", version, true, true, SC_MANAGER_ALL_ACCESS);
@@ -132,8 +148,6 @@ void CHotKeyHandler::Initialize()
     }
 
     DisableActivationContext();
-    // Deliberate: m_pFennix is kept and used past this, and the call is made in the changed-mode case too.
-    CoUninitialize();
 }
 
 HRESULT CHotKeyHandler::TryManifests(const CLogName& log, HRESULT lastResult)

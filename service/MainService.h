@@ -1,7 +1,8 @@
-// The service object: what happens at start, stop, shutdown, and at power and session events.
-// Owns the process's one system-information reader and the thread that fills it once, at the first request for it.
-// OnStart runs on the service-main thread, the other events on the dispatcher's; ReadSysInfo and
-// IsReadSysInfoReadCompleted are called by the hotkey handler on RPC call threads.
+/// \file
+/// The service object: what happens at start, stop, shutdown, and at power and session events.
+/// Owns the process's one system-information reader and the thread that fills it once, at the first request for it.
+/// OnStart runs on the service-main thread, the other events on the dispatcher's; ReadSysInfo and
+/// IsReadSysInfoReadCompleted are called by the hotkey handler on RPC call threads.
 #pragma once
 
 #include "service/ServiceBase.h"
@@ -16,26 +17,36 @@ namespace RpcServer
 class WMIData;
 }
 
+/// The hotkey service as the service manager sees it. One per process, on the main thread's stack.
 class CMainService : public CServiceBase
 {
   public:
+    /// Makes the reader and fills RpcServer::SysInfo::g_sysInfoSource. The arguments are those of CServiceBase.
     CMainService(const wchar_t* serviceName, bool canStop, bool canShutdown, bool canPauseContinue);
+    /// Empties RpcServer::SysInfo::g_sysInfoSource. A reading that still runs is not waited for and keeps its reader.
     ~CMainService() override;
 
-    // Serves RPC on this thread, without the service manager. Ends the process when the server cannot start.
+    /// Serves RPC on this thread, without the service manager. Ends the process when the server cannot start.
     void ConsoleRun();
 
-    // Starts the reading thread unless it was started before. False when it cannot be made.
+    /// Starts the reading thread unless it was started before. False when it cannot be made.
     static bool ReadSysInfo();
-    // Waits for the reading thread. False when it still runs after that time; true also when it was never started.
+    /// Waits for the reading thread. False when it still runs after that time; true also when it was never started.
     static bool IsReadSysInfoReadCompleted(DWORD timeoutMs);
 
   protected:
+    /// Sets the recovery, makes the bridge when a user is logged on, hands RPC to the thread pool. Failures are logged
+    /// only: the service reports RUNNING all the same.
     void OnStart(DWORD argc, wchar_t** argv) override;
+    /// Releases the handler, then stops RPC and waits for the calls in progress.
     void OnStop() override;
+    /// Does what OnStop does.
     void OnPreShutdown() override;
+    /// Does what OnStop does.
     void OnShutdown() override;
+    /// A resume of the system (PBT_APMRESUMEAUTOMATIC) renews the impersonation helper.
     void OnPowerEvent(DWORD eventType, void* eventData) override;
+    /// A logon, and the first unlock after a logoff, renew the impersonation helper.
     void OnSessionChange(DWORD eventType, void* eventData) override;
 
   private:

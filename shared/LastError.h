@@ -1,4 +1,5 @@
-// Keeps the calling thread's last-error value over a scope: what is done inside leaves no trace in GetLastError.
+/// \file
+/// Keeps the calling thread's last-error value over a scope: what is done inside leaves no trace in GetLastError.
 #pragma once
 
 #include <windows.h>
@@ -6,20 +7,18 @@
 namespace Quil::Shared
 {
 
+/// The last-error value of one thread: made and destroyed on the same.
 class [[nodiscard]] CLastErrorKeeper
 {
-public:
-    CLastErrorKeeper() noexcept : m_dwLastError{GetLastError()}
-    {
-    }
-    ~CLastErrorKeeper()
-    {
-        SetLastError(m_dwLastError);
-    }
+  public:
+    /// Remembers the value.
+    CLastErrorKeeper() noexcept : m_dwLastError{GetLastError()} {}
+    /// Puts it back.
+    ~CLastErrorKeeper() { SetLastError(m_dwLastError); }
     CLastErrorKeeper(const CLastErrorKeeper&) = delete;
     CLastErrorKeeper& operator=(const CLastErrorKeeper&) = delete;
 
-private:
+  private:
     const DWORD m_dwLastError;
 };
 

@@ -1,5 +1,6 @@
-// A UTF-8 log file that several processes append to: open only while its mutex is owned, kept below a size by rotation.
-// Only the thread that owns the mutex uses the object, so threads of one process take turns as well.
+/// \file
+/// A UTF-8 log file that several processes append to: open only while its mutex is owned, kept below a size by
+/// rotation. Only the thread that owns the mutex uses the object, so threads of one process take turns as well.
 #pragma once
 
 #include "shared/UniqueHandle.h"
@@ -13,27 +14,28 @@
 namespace Quil::Shared
 {
 
+/// One path and its mutex, shared by whoever logs there. Reports no errors: what cannot be written is lost.
 class CLogFile
 {
   public:
-    // An empty path: nothing is ever written. maximumKilobytes: the size beyond which a check rotates.
+    /// An empty path: nothing is ever written. maximumKilobytes: the size beyond which a check rotates.
     CLogFile(std::wstring path, DWORD maximumKilobytes);
     CLogFile(const CLogFile&) = delete;
     CLogFile& operator=(const CLogFile&) = delete;
 
-    // False when nothing can ever be written: no path or no mutex.
+    /// False when nothing can ever be written: no path or no mutex.
     bool IsUsable() const noexcept { return m_hMutex && m_buffer != nullptr; }
 
-    // Waits for the mutex and opens the file; false when there is no mutex or the file cannot be opened.
+    /// Waits for the mutex and opens the file; false when there is no mutex or the file cannot be opened.
     bool Acquire() noexcept;
-    // Writes what is buffered, closes the file and gives the mutex back as often as it was taken.
+    /// Writes what is buffered, closes the file and gives the mutex back as often as it was taken.
     void Release() noexcept;
 
-    // While acquired: rotates at once when the file has contents that do not begin with a line.
+    /// While acquired: rotates at once when the file has contents that do not begin with a line.
     void RotateForeignFile();
-    // While acquired: a size check when one is due, then the line and its end into the buffer.
+    /// While acquired: a size check when one is due, then the line and its end into the buffer.
     void WriteLine(std::wstring_view line);
-    // While acquired: puts what is buffered into the file. A full disk loses it: there is nobody to tell.
+    /// While acquired: puts what is buffered into the file. A full disk loses it: there is nobody to tell.
     void Flush() noexcept;
 
   private:

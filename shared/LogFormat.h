@@ -1,11 +1,14 @@
-// Wide printf formats that are compared with their arguments while compiling.
-//
-// A format is a literal: CLogFormat's constructor walks it and matches each conversion with the type of its argument.
-//   %s wide text (also std::wstring)   %S narrow text      %d %u %x %X  integers and enumerations of up to 32 bits
-//   %ld %lu %lx the same, %lld 64 bits  %f %Lf double       %p pointer
-// Sizes and pointers that a text prints with %d or %x need a visible cast (Low32).
-// A mismatch calls a function that does not exist and is named after the mistake.
-// A text that is known only at run time goes through CRuntimeFormat, never through here.
+/// \file
+/// Wide printf formats that are compared with their arguments while compiling.
+///
+/// A format is a literal: CLogFormat's constructor walks it and matches each conversion with the type of its argument.
+///
+///     %s wide text (also std::wstring)   %S narrow text      %d %u %x %X  integers and enumerations of up to 32 bits
+///     %ld %lu %lx the same, %lld 64 bits  %f %Lf double       %p pointer
+///
+/// Sizes and pointers that a text prints with `%d` or `%x` need a visible cast (Low32).
+/// A mismatch calls a function that does not exist and is named after the mistake.
+/// A text that is known only at run time goes through CRuntimeFormat, never through here.
 #pragma once
 
 #include <cstddef>
@@ -131,36 +134,41 @@ consteval void CheckFormat(const wchar_t* text, const Kind* kinds, std::size_t c
 
 } // namespace LogFormatDetail
 
+/// A wide format literal that fits arguments of these types.
 template <typename... Args> class CLogFormat
 {
   public:
+    /// From a literal only, which is not copied. A mistake does not compile.
     template <std::size_t N> consteval CLogFormat(const wchar_t (&text)[N]) : m_pText{text}
     {
         constexpr std::size_t count = sizeof...(Args);
         const LogFormatDetail::Kind kinds[count + 1] = {LogFormatDetail::KindOf<Args>()...};
         LogFormatDetail::CheckFormat(text, kinds, count);
     }
+    /// The literal, ends in a NUL.
     constexpr const wchar_t* Text() const noexcept { return m_pText; }
 
   private:
     const wchar_t* m_pText;
 };
 
-// The explicit way for a text that is a format only at run time; its conversions find zeros as arguments.
+/// The explicit way for a text that is a format only at run time; its conversions find zeros as arguments.
 struct CRuntimeFormat
 {
-    const wchar_t* m_pText;
+    const wchar_t* m_pText; ///< not owned
 };
 
-// An argument as a C variadic function takes it.
+/// An argument as a C variadic function takes it.
 inline const wchar_t* ToVariadic(const std::wstring& text) noexcept
 {
     return text.c_str();
 }
+/// The same for narrow text.
 inline const char* ToVariadic(const std::string& text) noexcept
 {
     return text.c_str();
 }
+/// The same for everything else: enumerations as their numbers.
 template <typename T> constexpr auto ToVariadic(T value) noexcept
 {
     if constexpr (std::is_enum_v<T>)
@@ -173,11 +181,12 @@ template <typename T> constexpr auto ToVariadic(T value) noexcept
     }
 }
 
-// The low 32 bits of a pointer, handle or size, for texts that print one with %x or %d.
+/// The low 32 bits of a pointer, handle or size, for texts that print one with `%x` or `%d`.
 inline unsigned int Low32(const void* value) noexcept
 {
     return static_cast<unsigned int>(reinterpret_cast<std::uintptr_t>(value));
 }
+/// The same for a size.
 constexpr int Low32(std::size_t value) noexcept
 {
     return static_cast<int>(value);

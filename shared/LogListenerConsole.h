@@ -1,4 +1,5 @@
-// Prints "function : message" to standard output, for programs that run in a console.
+/// \file
+/// Prints "function : message" to standard output, for programs that run in a console.
 #pragma once
 
 #include "shared/LogListener.h"
@@ -6,9 +7,11 @@
 namespace Quil::Shared
 {
 
+/// Output of type Console.
 class CqlLogListenerConsole final : public CqlLogListener
 {
   public:
+    /// minimumLevel counts unless the policy has one.
     explicit CqlLogListenerConsole(int minimumLevel);
 
     void Write(const LogData& record) override;

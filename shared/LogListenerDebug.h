@@ -1,4 +1,5 @@
-// Sends "function : message" to the debugger.
+/// \file
+/// Sends "function : message" to the debugger.
 #pragma once
 
 #include "shared/LogListener.h"
@@ -6,9 +7,11 @@
 namespace Quil::Shared
 {
 
+/// Output of type Debugger. Out of memory loses the record.
 class CqlLogListenerDebug final : public CqlLogListener
 {
   public:
+    /// minimumLevel counts unless the policy has one.
     explicit CqlLogListenerDebug(int minimumLevel);
 
     void Write(const LogData& record) override;

@@ -1,4 +1,5 @@
-// Writes records to the Windows event log under the program's base name: event id = level, text = the whole line.
+/// \file
+/// Writes records to the Windows event log under the program's base name: event id = level, text = the whole line.
 #pragma once
 
 #include "shared/LogListener.h"
@@ -8,10 +9,13 @@
 namespace Quil::Shared
 {
 
+/// Output of type EventLog. Diag records never get there.
 class CqlLogListenerEvent final : public CqlLogListener
 {
   public:
+    /// Opens the event source. minimumLevel counts unless the policy has one.
     explicit CqlLogListenerEvent(int minimumLevel);
+    /// Closes the event source.
     ~CqlLogListenerEvent() override;
 
     void Write(const LogData& record) override;

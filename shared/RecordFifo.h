@@ -1,5 +1,6 @@
-// Log records in order of arrival, packed into blocks that are used again: a record costs some copying and no
-// allocation of its own. No locks: the queue that owns it has one.
+/// \file
+/// Log records in order of arrival, packed into blocks that are used again: a record costs some copying and no
+/// allocation of its own. No locks: the queue that owns it has one.
 #pragma once
 
 #include "shared/LogListener.h"
@@ -11,17 +12,21 @@
 namespace Quil::Shared
 {
 
+/// Takes records at one end and gives them at the other.
 class CRecordFifo
 {
   public:
-    // Appends a copy. Throws std::bad_alloc and leaves everything as it was.
+    /// Appends a copy. Throws std::bad_alloc and leaves everything as it was.
     void Append(const CqlLogListener::LogData& record);
-    // Moves the oldest record into the given one; false when there is none. A record that memory does not suffice for
-    // is dropped with std::bad_alloc.
+    /// Moves the oldest record into the given one; false when there is none. A record that memory does not suffice for
+    /// is dropped with std::bad_alloc.
     bool Take(CqlLogListener::LogData& record);
+    /// Drops all records and gives their memory back.
     void Clear() noexcept;
 
+    /// True without records.
     bool IsEmpty() const noexcept { return m_nCount == 0; }
+    /// Records in it.
     std::size_t Count() const noexcept { return m_nCount; }
 
   private:

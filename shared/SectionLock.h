@@ -1,4 +1,5 @@
-// A critical section held, or given back, for the length of a scope.
+/// \file
+/// A critical section held, or given back, for the length of a scope.
 #pragma once
 
 #include <windows.h>
@@ -6,10 +7,13 @@
 namespace Quil::Shared
 {
 
+/// Holds a section; one of the same thread may be inside another.
 class [[nodiscard]] CSectionLock
 {
   public:
+    /// Waits for the section, which outlives the object.
     explicit CSectionLock(CRITICAL_SECTION& section) noexcept : m_section{section} { EnterCriticalSection(&m_section); }
+    /// Leaves the section.
     ~CSectionLock() { LeaveCriticalSection(&m_section); }
     CSectionLock(const CSectionLock&) = delete;
     CSectionLock& operator=(const CSectionLock&) = delete;
@@ -18,14 +22,16 @@ class [[nodiscard]] CSectionLock
     CRITICAL_SECTION& m_section;
 };
 
-// Inside a CSectionLock's scope.
+/// Gives the section back for a scope inside that of a CSectionLock.
 class [[nodiscard]] CSectionPause
 {
   public:
+    /// Leaves the section, once.
     explicit CSectionPause(CRITICAL_SECTION& section) noexcept : m_section{section}
     {
         LeaveCriticalSection(&m_section);
     }
+    /// Waits for the section again.
     ~CSectionPause() { EnterCriticalSection(&m_section); }
     CSectionPause(const CSectionPause&) = delete;
     CSectionPause& operator=(const CSectionPause&) = delete;

@@ -1,5 +1,6 @@
-// A WMI namespace as the reader uses it: opening it, starting a query, walking over its rows.
-// Records go to the caller's name. What is obtained is owned by the caller's scope. Not tied to a thread.
+/// \file
+/// A WMI namespace as the reader uses it: opening it, starting a query, walking over its rows.
+/// Records go to the caller's name. What is obtained is owned by the caller's scope. Not tied to a thread.
 #pragma once
 
 #include "shared/TraceScope.h"
@@ -12,24 +13,30 @@
 namespace RpcServer
 {
 
-using CUniqueLocator = Quil::Shared::CUnique<Quil::Shared::ComPolicy<IWbemLocator>>;
-using CUniqueServices = Quil::Shared::CUnique<Quil::Shared::ComPolicy<IWbemServices>>;
-using CUniqueRows = Quil::Shared::CUnique<Quil::Shared::ComPolicy<IEnumWbemClassObject>>;
-using CUniqueRow = Quil::Shared::CUnique<Quil::Shared::ComPolicy<IWbemClassObject>>;
+using CUniqueLocator = Quil::Shared::CUnique<Quil::Shared::ComPolicy<IWbemLocator>>;   ///< the way to the namespaces
+using CUniqueServices = Quil::Shared::CUnique<Quil::Shared::ComPolicy<IWbemServices>>; ///< a namespace
+using CUniqueRows =
+    Quil::Shared::CUnique<Quil::Shared::ComPolicy<IEnumWbemClassObject>>;            ///< rows that are still to come
+using CUniqueRow = Quil::Shared::CUnique<Quil::Shared::ComPolicy<IWbemClassObject>>; ///< one object of a class
 
+/// The in-process locator. The calling thread is in an apartment.
 HRESULT CreateLocator(CUniqueLocator& locator);
 
-// These throw _com_error when memory for the namespace or the query runs out.
+/// Connects as the calling thread's user. Throws _com_error when memory for the path runs out.
 HRESULT ConnectNamespace(IWbemLocator* locator, const wchar_t* path, CUniqueServices& services);
+/// Starts a WQL query whose rows are read once, in order; does not wait for them. Throws _com_error when memory for
+/// the query runs out.
 HRESULT StartQuery(IWbemServices* services, const wchar_t* query, CUniqueRows& rows);
 
+/// Authenticates the calls that follow and lets WMI impersonate the caller.
 HRESULT SetProxyBlanket(IWbemServices* services);
 
-// False, with a record, when a successful call gave no pointer.
+/// False, with a record, when a successful call gave no pointer.
 bool IsConnected(const Quil::Shared::CLogName& log, const CUniqueServices& services);
+/// The same for a query.
 bool HasEnumerator(const Quil::Shared::CLogName& log, const CUniqueRows& rows);
 
-// Calls handleRow(IWbemClassObject*) for each row and gives up the enumerator; the result of the last Next.
+/// Calls handleRow(IWbemClassObject*) for each row and gives up the enumerator; the result of the last Next.
 template <typename HandleRow>
 HRESULT ForEachRow(const Quil::Shared::CLogName& log, CUniqueRows& rows, HandleRow handleRow)
 {

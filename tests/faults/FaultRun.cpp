@@ -23,6 +23,8 @@ namespace
 {
 
 constexpr char kAllocation[] = "allocation";
+constexpr char kThrowingAllocation[] = "throwing allocation";
+constexpr int kNever = 1 << 30;
 
 std::atomic<FaultRun*> s_run{nullptr};
 DWORD s_thread = 0; // that of the operation
@@ -40,6 +42,7 @@ class Records final : public CqlLogListener
     {
         if (record.Level() >= Quil::Shared::Warning)
         {
+            const UnobservedAllocations own;
             const std::lock_guard guard{s_lock};
             const std::wstring function{record.FunctionName().begin(), record.FunctionName().end()};
             m_records.push_back(Quil::Shared::LogLevelName(record.Level()) + (L"|" + function + L"|") +
@@ -148,6 +151,7 @@ class Groups
 
 DWORD FaultRun::Enter(const char* function)
 {
+    const UnobservedAllocations own;
     const std::lock_guard guard{s_lock};
     const std::string name = (GetCurrentThreadId() == s_thread ? "" : "worker's ") + std::string{function};
     auto call =
@@ -165,6 +169,7 @@ DWORD FaultRun::Enter(const char* function)
 
 void FaultRun::Hold(const char* what, int change)
 {
+    const UnobservedAllocations own;
     const std::lock_guard guard{s_lock};
     auto held = std::find_if(m_held.begin(), m_held.end(), [&](const auto& counted) { return counted.first == what; });
     if (held == m_held.end())
@@ -183,11 +188,14 @@ void FaultRun::Try(const std::function<std::wstring()>& operation)
     const bool allocation = m_fault.function == kAllocation;
     {
         const Interposition interposition;
-        const AllocationFault memory{allocation ? m_fault.number - 1 : 1 << 30, m_fault.fromThenOn ? 1 << 30 : 1};
+        const AllocationFault memory{allocation ? m_fault.number - 1 : kNever, m_fault.fromThenOn ? kNever : 1};
+        const ThrowingAllocationFault text{m_fault.function == kThrowingAllocation ? m_fault.number - 1 : kNever};
         s_run = this;
         try
         {
-            m_outcome.result = operation();
+            const std::wstring result = operation();
+            const UnobservedAllocations own;
+            m_outcome.result = result;
             m_outcome.completed = true;
         }
         catch (...)
@@ -195,13 +203,29 @@ void FaultRun::Try(const std::function<std::wstring()>& operation)
             m_outcome.completed = false;
         }
         s_run = nullptr;
+        const UnobservedAllocations own;
         if (memory.Asked() != 0)
         {
             m_calls.emplace_back(kAllocation, memory.Asked());
         }
+        m_texts = text.Asked();
         m_reached = m_reached || (allocation && memory.Asked() >= m_fault.number);
     }
     static_cast<void>(CqlLogger::ExchangeInstance(std::move(former)));
+}
+
+void FaultRun::Append(const std::wstring& text)
+{
+    const UnobservedAllocations own;
+    m_outcome.result += text;
+}
+
+void FaultRun::Finish(int openBlocks)
+{
+    if (openBlocks != 0)
+    {
+        m_held.emplace_back("memory", openBlocks);
+    }
     std::sort(m_held.begin(), m_held.end());
     for (const auto& [what, count] : m_held)
     {
@@ -238,15 +262,51 @@ HRESULT MethodResult(const char* method)
     return code != 0 ? HRESULT_FROM_WIN32(code) : S_OK;
 }
 
+namespace
+{
+
+std::unique_ptr<FaultRun> RunWith(const Operation& operation, Fault fault)
+{
+    auto run = std::make_unique<FaultRun>(std::move(fault));
+    const AllocationBalance balance;
+    operation.run(*run);
+    run->Finish(balance.Open());
+    return run;
+}
+
+// The second untouched run: what is made once per process is there by then.
+std::unique_ptr<FaultRun> RunUntouched(const Operation& operation)
+{
+    RunWith(operation, {});
+    return RunWith(operation, {});
+}
+
+} // namespace
+
+int SweepTexts(const Operation& operation, std::string& report)
+{
+    const auto untouched = RunUntouched(operation);
+    for (int number = 1; number <= untouched->Texts(); ++number)
+    {
+        const auto run = RunWith(operation, {kThrowingAllocation, number, false, ERROR_NOT_ENOUGH_MEMORY});
+        const Outcome& outcome = run->Result();
+        if (!outcome.held.empty() && outcome.held != untouched->Result().held)
+        {
+            report += std::to_string(number) + (outcome.completed ? " completed" : " threw") + ", holds " +
+                      std::string{outcome.held.begin(), outcome.held.end()} + "\n";
+        }
+        else if (!outcome.completed && operation.outermost)
+        {
+            report += std::to_string(number) + " let an exception out\n";
+        }
+    }
+    return untouched->Texts();
+}
+
 std::wstring Sweep(const Operation& operation, DWORD code, int& points)
 {
-    const auto runWith = [&](Fault fault) {
-        auto run = std::make_unique<FaultRun>(std::move(fault));
-        operation.run(*run);
-        return run;
-    };
-    runWith({}); // what is made once per process is made now
-    const auto untouched = runWith({});
+    const auto runWith = [&](Fault fault) { return RunWith(operation, std::move(fault)); };
+    const auto untouched = RunUntouched(operation);
     const std::wstring same = Render(untouched->Result(), untouched->Result());
     Groups groups;
     groups.Add(same, "untouched", L"");

@@ -53,11 +53,16 @@ class FaultRun
     void Try(const std::function<std::wstring()>& operation);
 
     // What the operation left behind, for its result.
-    void Append(const std::wstring& text) { m_outcome.result += text; }
+    void Append(const std::wstring& text);
+    // After the stand-ins have ended: what is still open makes the outcome complete. Blocks of memory that were
+    // allocated since before the stand-ins and not freed.
+    void Finish(int openBlocks);
 
     const Outcome& Result() const { return m_outcome; }
     // Calls by function, in the order of the first ones.
     const std::vector<std::pair<std::string, int>>& Calls() const { return m_calls; }
+    // Throwing allocations that the operation asked for.
+    int Texts() const { return m_texts; }
     // Whether the call that was to fail was made.
     bool Reached() const { return m_reached; }
 
@@ -69,6 +74,7 @@ class FaultRun
     Fault m_fault;
     Outcome m_outcome;
     bool m_reached{false};
+    int m_texts{0};
     std::vector<std::pair<std::string, int>> m_calls;
     std::vector<std::pair<std::string, int>> m_held;
 };
@@ -81,12 +87,16 @@ struct Operation
     const char* name;
     void (*run)(FaultRun& run);
     const wchar_t* outcomes; // the table
+    bool outermost{false};   // the system calls it: no exception may come out
 };
 
 // The other way round: the codes of a table as placeholders.
 std::wstring Template(std::wstring outcomes, DWORD code);
 // All outcomes of an operation under one code, as in its table.
 std::wstring Sweep(const Operation& operation, DWORD code, int& points);
+// Runs an operation once for each throwing allocation, with that one failing. Gives their number; the report tells of
+// runs that leave more open than the untouched one.
+int SweepTexts(const Operation& operation, std::string& report);
 // A table with the codes filled in.
 std::wstring Expected(const wchar_t* outcomes, DWORD code);
 

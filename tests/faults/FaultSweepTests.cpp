@@ -36,3 +36,13 @@ TEST_P(Operations, KeepTheirWordWhicheverCallFails)
     }
     std::printf("%s: %d fault points\n", GetParam().name, points);
 }
+
+// Texts and containers throw when there is no memory. Nothing may stay behind then that does not stay behind otherwise.
+TEST_P(Operations, LeaveNothingBehindWhicheverTextIsNotMade)
+{
+    std::string report;
+    const int points = Faults::SweepTexts(GetParam(), report);
+
+    EXPECT_EQ("", report);
+    std::printf("%s: %d allocations\n", GetParam().name, points);
+}

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tests/faults/FaultRun.h"
+#include "tests/harness/AllocationFault.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +11,13 @@
 
 namespace Faults
 {
+
+// What an operation without a result gives.
+inline std::wstring Returned()
+{
+    const UnobservedAllocations own;
+    return L"returned";
+}
 
 inline void PrintTo(const Operation& operation, std::ostream* stream)
 {

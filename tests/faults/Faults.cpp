@@ -3,6 +3,7 @@
 #include "tests/faults/FaultRun.h"
 
 #include "compat/MissingDeclarations.h"
+#include "tests/harness/AllocationFault.h"
 #include "tests/harness/ImportHook.h"
 
 #include <windows.h>
@@ -20,6 +21,7 @@
 
 #include <cstdint>
 #include <type_traits>
+#include <utility>
 
 namespace Faults
 {
@@ -34,6 +36,20 @@ namespace
 // Calls that the stand-ins make themselves are none of the product's. One depth for the operation's thread and one for
 // its only other thread.
 int s_depth[2];
+
+// Inside a call that has been counted.
+class Inside
+{
+  public:
+    explicit Inside(int& depth) : m_depth{depth} { m_depth = 1; }
+    ~Inside() { m_depth = 0; }
+    Inside(const Inside&) = delete;
+    Inside& operator=(const Inside&) = delete;
+
+  private:
+    int& m_depth;
+    const UnobservedAllocations m_own;
+};
 
 template <typename R> bool Succeeded(R result)
 {
@@ -94,16 +110,14 @@ template <typename Tag, typename R, typename... Args> struct Interposed<Tag, R(A
             SetLastError(code);
             return Tag::Failure(code);
         }
-        ++depth;
+        const Inside inside{depth};
         if constexpr (std::is_void_v<R>)
         {
             s_real(args...);
-            --depth;
         }
         else
         {
             R result = s_real(args...);
-            --depth;
             if (code != 0)
             {
                 SetLastError(code); // closed all the same, so that nothing stays behind
@@ -281,6 +295,13 @@ FAULTS(FAULT_TAG)
 const Entry kEntries[] = {FAULTS(FAULT_ENTRY)};
 
 } // namespace
+
+Callback::Callback() : m_depth{std::exchange(s_depth[IsOperationThread() ? 0 : 1], 0)} {}
+
+Callback::~Callback()
+{
+    s_depth[IsOperationThread() ? 0 : 1] = m_depth;
+}
 
 Interposition::Interposition()
 {

@@ -1,10 +1,12 @@
 // Faults under installation, removal, recovery, the event log, the start of the service and its controls.
 #include "tests/faults/FaultTests.h"
+#include "tests/faults/Faults.h"
 #include "tests/unit/service/MainServiceFixture.h"
 #include "tests/unit/service/ProcessListStandIn.h"
 #include "tests/unit/service/ServiceDatabaseStandIn.h"
 #include "tests/unit/service/ServiceManagerStandIn.h"
 
+#include "hotkey/KeyBoardBridge.h"
 #include "service/ServiceInstaller.h"
 #include "service/ServiceNames.h"
 #include "service/ServiceRecovery.h"
@@ -57,7 +59,7 @@ void EventLogEntry(FaultRun& run)
     IMPORT_HOOK(ReportEventW)([](auto...) { return TRUE; });
     run.Try([] {
         CServiceBase::WriteEventLogEntry(EVENTLOG_ERROR_TYPE, L"Service Start failed w/err 0x%08lx", DWORD{5});
-        return std::wstring{L"returned"};
+        return Faults::Returned();
     });
 }
 
@@ -83,8 +85,10 @@ void OfService(FaultRun& run, void (*operation)(ExposedService& service, Service
     ExposedService service;
     run.Try([&] {
         operation(service, machine);
-        return std::wstring{L"returned"};
+        return Faults::Returned();
     });
+    // Each run begins with the helper that the bridge, which lives on, had before.
+    RpcServer::CKeyBoardBridge::getInstance(nullptr)->RecreateAppActivationHandler();
 }
 
 void ServiceObject(FaultRun& run)
@@ -93,7 +97,7 @@ void ServiceObject(FaultRun& run)
     QuietEvents events;
     run.Try([] {
         const ExposedService service;
-        return std::wstring{L"returned"};
+        return Faults::Returned();
     });
 }
 
@@ -110,7 +114,7 @@ void WorkItem(FaultRun& run)
     service.Start();
     run.Try([&] {
         machine.RunWorkItemWithoutContext();
-        return std::wstring{L"returned"};
+        return Faults::Returned();
     });
 }
 
@@ -153,6 +157,12 @@ void EveryControl(FaultRun& run)
     };
     Journal journal;
     ServiceManagerStandIn manager{journal};
+    manager.serviceName.reserve(64); // the dispatcher's part of the run is the operation's
+    IMPORT_HOOK(StartServiceCtrlDispatcherW)
+    ([](const SERVICE_TABLE_ENTRYW* table) {
+        const Faults::Callback callback;
+        return decltype(hook_StartServiceCtrlDispatcherW)::RealOfCurrent()(table);
+    });
     QuietEvents events;
     Service service;
     run.Try([&] {
@@ -165,6 +175,7 @@ void EveryControl(FaultRun& run)
                 EXPECT_EQ(0u, manager.Send(control));
             }
         });
+        const UnobservedAllocations own;
         return std::to_wstring(ran) + L" state " + std::to_wstring(manager.Status().dwCurrentState);
     });
 }
@@ -205,7 +216,8 @@ ChangeServiceConfig2W 2 => 16 | holds nothing
 )"},
     {"EventLogEntry", &EventLogEntry, LR"(
 untouched ; RegisterEventSourceW 1; ReportEventW 1; DeregisterEventSource 1 => returned | holds nothing
-)"},
+)",
+     true},
     {"ServiceObject", &ServiceObject, LR"(
 untouched ; allocation 1 => returned | holds nothing
 CoInitializeEx 1 => returned | holds COM -1
@@ -234,7 +246,8 @@ allocation 1 => returned | holds nothing
 untouched ; RegisterEventSourceW 1, 2; ReportEventW 1, 2; DeregisterEventSource 1, 2; InitializeSecurityDescriptor 1; SetSecurityDescriptorDacl 1; RpcServerUseProtseqEpW 1; RpcServerRegisterIf3 1; RpcServerListen 1 => returned | holds local memory -3
 DeriveCapabilitySidsFromName 1 => returned | holds nothing
 AllocateAndInitializeSid 1; SetEntriesInAclW 1 => returned | holds local memory -2
-)"},
+)",
+     true},
     {"ServiceStop", &ServiceStop, LR"(
 untouched ; RegisterEventSourceW 1; ReportEventW 1; DeregisterEventSource 1; RevertToSelf 1; CloseHandle 1, 2, 3, 4, 5, 6, 7, 8; SetEvent 1, 2, 3, 4, 5, 6, 7; RpcMgmtStopServerListening 1; RpcServerUnregisterIf 1 => returned | holds handle -8
 )"},
@@ -255,9 +268,18 @@ allocation 1 => returned | holds nothing
   Error|RpcServer::SysInfo::CHotKeyHandler::CreateAppActivationHandler|CAppActivationHandler creation failed
 )"},
     {"EveryControl", &EveryControl, LR"(
-untouched  => 1 state 1 | holds nothing
+untouched ; SetServiceStatus 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 => 1 state 1 | holds nothing
 StartServiceCtrlDispatcherW 1 => 0 state 0 | holds nothing
-)"},
+RegisterServiceCtrlHandlerExW 1 => exception | holds nothing
+SetServiceStatus 1+ => 1 state 0 | holds nothing
+SetServiceStatus 2+ => 1 state 2 | holds nothing
+SetServiceStatus 3+, 7+ => 1 state 4 | holds nothing
+SetServiceStatus 4+ => 1 state 6 | holds nothing
+SetServiceStatus 5+ => 1 state 7 | holds nothing
+SetServiceStatus 6+ => 1 state 5 | holds nothing
+SetServiceStatus 8+, 10+, 12 => 1 state 3 | holds nothing
+)",
+     true},
 };
 
 INSTANTIATE_TEST_SUITE_P(Service, Operations, testing::ValuesIn(kOperations), Faults::NameOf);

@@ -96,7 +96,7 @@ void EventListener(FaultRun& run)
     run.Try([] {
         CqlLogListenerEvent listener{0};
         listener.Write(LogData{Error, "A::B", L"first"});
-        return std::wstring{L"returned"};
+        return Faults::Returned();
     });
 }
 

@@ -1,60 +1,189 @@
 #include "tests/harness/AllocationFault.h"
 
+#include <windows.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <new>
 
 namespace
 {
-// Plain statics: emulated thread-local storage would allocate inside the allocator.
-std::atomic<bool> s_active{false};
-std::atomic<int> s_asked{0};
-std::atomic<int> s_succeed{0};
-std::atomic<int> s_fail{0};
 
-bool MayAllocate() noexcept
+// Plain statics: emulated thread-local storage would allocate inside the allocator.
+struct Fault
 {
-    if (!s_active)
+    std::atomic<bool> active{false};
+    std::atomic<int> asked{0};
+    std::atomic<int> succeed{0};
+    std::atomic<int> fail{0};
+
+    void Start(int passing, int failing) noexcept
     {
-        return true;
+        asked = 0;
+        succeed = passing;
+        fail = failing;
+        active = true;
     }
-    const int number = s_asked++;
-    return number < s_succeed || number - s_succeed >= s_fail;
+    bool LetsPass() noexcept
+    {
+        if (!active)
+        {
+            return true;
+        }
+        const int number = asked++;
+        return number < succeed || number - succeed >= fail;
+    }
+};
+
+Fault s_nonThrowing;
+Fault s_throwing;
+std::atomic<bool> s_balanced{false};
+std::atomic<int> s_open{0};
+
+// In front of each block; as large as the strictest alignment.
+struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Header
+{
+    bool counted;
+};
+
+DWORD DepthSlot() noexcept
+{
+    static const DWORD slot = TlsAlloc();
+    return slot;
 }
+
+// How deep this thread is in UnobservedAllocations; the last error stays as it is.
+std::uintptr_t Depth() noexcept
+{
+    const DWORD error = GetLastError();
+    const auto depth = reinterpret_cast<std::uintptr_t>(TlsGetValue(DepthSlot()));
+    SetLastError(error);
+    return depth;
+}
+
+void SetDepth(std::uintptr_t depth) noexcept
+{
+    const DWORD error = GetLastError();
+    TlsSetValue(DepthSlot(), reinterpret_cast<void*>(depth));
+    SetLastError(error);
+}
+
+void* Allocate(std::size_t size, Fault& fault) noexcept
+{
+    const bool observed = (fault.active || s_balanced) && Depth() == 0;
+    if (observed && !fault.LetsPass())
+    {
+        return nullptr;
+    }
+    auto* const header = static_cast<Header*>(std::malloc(sizeof(Header) + size));
+    if (header == nullptr)
+    {
+        return nullptr;
+    }
+    header->counted = observed && s_balanced;
+    if (header->counted)
+    {
+        ++s_open;
+    }
+    return header + 1;
+}
+
+void Free(void* memory) noexcept
+{
+    if (memory == nullptr)
+    {
+        return;
+    }
+    auto* const header = static_cast<Header*>(memory) - 1;
+    if (header->counted && s_balanced)
+    {
+        --s_open;
+    }
+    std::free(header);
+}
+
 } // namespace
 
 AllocationFault::AllocationFault(int succeed, int fail) noexcept
 {
-    s_asked = 0;
-    s_succeed = succeed;
-    s_fail = fail;
-    s_active = true;
+    s_nonThrowing.Start(succeed, fail);
 }
 
 AllocationFault::~AllocationFault()
 {
-    s_active = false;
+    s_nonThrowing.active = false;
 }
 
 int AllocationFault::Asked() const noexcept
 {
-    return s_asked;
+    return s_nonThrowing.asked;
+}
+
+ThrowingAllocationFault::ThrowingAllocationFault(int succeed) noexcept
+{
+    s_throwing.Start(succeed, 1);
+}
+
+ThrowingAllocationFault::~ThrowingAllocationFault()
+{
+    s_throwing.active = false;
+}
+
+int ThrowingAllocationFault::Asked() const noexcept
+{
+    return s_throwing.asked;
+}
+
+AllocationBalance::AllocationBalance() noexcept
+{
+    s_open = 0;
+    s_balanced = true;
+}
+
+AllocationBalance::~AllocationBalance()
+{
+    s_balanced = false;
+}
+
+int AllocationBalance::Open() const noexcept
+{
+    return s_open;
+}
+
+UnobservedAllocations::UnobservedAllocations() noexcept
+{
+    SetDepth(Depth() + 1);
+}
+
+UnobservedAllocations::~UnobservedAllocations()
+{
+    SetDepth(Depth() - 1);
+}
+
+ObservedAllocations::ObservedAllocations() noexcept : m_depth{Depth()}
+{
+    SetDepth(0);
+}
+
+ObservedAllocations::~ObservedAllocations()
+{
+    SetDepth(m_depth);
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
-    return MayAllocate() ? std::malloc(size != 0 ? size : 1) : nullptr;
+    return Allocate(size, s_nonThrowing);
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
 {
-    return MayAllocate() ? std::malloc(size != 0 ? size : 1) : nullptr;
+    return Allocate(size, s_nonThrowing);
 }
 
 // The throwing forms and all deletes go with them, so that memory returns to the allocator that it came from.
 void* operator new(std::size_t size)
 {
-    if (void* const memory = std::malloc(size != 0 ? size : 1))
+    if (void* const memory = Allocate(size, s_throwing))
     {
         return memory;
     }
@@ -68,30 +197,25 @@ void* operator new[](std::size_t size)
 
 void operator delete(void* memory) noexcept
 {
-    std::free(memory);
+    Free(memory);
 }
 
 void operator delete[](void* memory) noexcept
 {
-    std::free(memory);
+    Free(memory);
 }
 
 void operator delete(void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    Free(memory);
 }
 
 void operator delete[](void* memory, std::size_t) noexcept
 {
-    std::free(memory);
+    Free(memory);
 }
 
 void operator delete(void* memory, const std::nothrow_t&) noexcept
 {
-    std::free(memory);
-}
-
-void operator delete[](void* memory, const std::nothrow_t&) noexcept
-{
-    std::free(memory);
+    Free(memory);
 }
