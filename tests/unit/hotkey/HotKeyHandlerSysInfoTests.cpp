@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+using testing::Contains;
 using testing::ElementsAre;
 
 namespace
@@ -459,4 +460,26 @@ TEST_F(Locale, WithoutTheHelperItIsEmpty)
 
     EXPECT_TRUE(calls.empty());
     EXPECT_LINES(log, L"TraceIn|", L"TraceOut|");
+}
+
+// --- with a service that lacks a part
+
+TEST_F(SysInfoAnswer, AServiceThatCannotAwaitAReadingAnswersEmpty)
+{
+    reader.SetText(L"a");
+    source.reader = &reader;
+    RpcServer::SysInfo::g_sysInfoSource.IsReadSysInfoReadCompleted = nullptr;
+
+    EXPECT_EQ(L"", handler.GetSysInfo());
+
+    EXPECT_EQ(1, source.starts);
+}
+
+TEST_F(SysInfoAnswer, AServiceThatCannotGiveItsReaderAnswersEmpty)
+{
+    RpcServer::SysInfo::g_sysInfoSource.GetWMIData = nullptr;
+
+    EXPECT_EQ(L"", handler.GetSysInfo());
+
+    EXPECT_THAT(log.LinesOf(kGetSysInfo), Contains(L"Error|WMIData pointer is NULL"));
 }

@@ -319,3 +319,22 @@ TEST_F(UsbCWithoutFramework, ThereIsNoSupport)
     EXPECT_LINES(log, L"TraceIn|", L"Error|FennixSdkVoraCommand Instance is NULL",
                  L"TraceOut|USB Type C Support: 0x00000000");
 }
+
+TEST_F(UsbC, AFrameworkThatGoesDuringTheSeriesEndsIt)
+{
+    fennix.onMethod = [this](const char*) {
+        handler.m_pFennix.Reset();
+        return S_OK;
+    };
+    USBC_BIOS_INFO info;
+
+    handler.GetUSBTypeCInfoUsingFennix(info);
+
+    EXPECT_THAT(fennix.asked, ElementsAre(L"GetNumberOfUsbPorts"));
+    EXPECT_EQ(2u, info.dwNumberOfUsbPorts);
+    EXPECT_EQ(0u, info.dwSizeOfUsbPort);
+    EXPECT_LINES(log, L"TraceIn|", L"Verbose|Trying to get USB Type C Information using Fennix... ",
+                 L"Verbose|Trying to get GetNumberOfUsbPorts using Fennix... ",
+                 L"Verbose|GetNumberOfUsbPorts : Return 2 - HRESULT : 0x00000000",
+                 L"Verbose|Trying to get GetSizeOfUsbPort using Fennix... ", L"TraceOut|");
+}

@@ -525,3 +525,57 @@ TEST_F(LogListenerFile, WritesALineThatExceedsItsBufferWhole)
     EXPECT_TRUE(expected == lines[0]);
     EXPECT_EQ("Error      |A::BC|next", lines[1]);
 }
+
+TEST_F(LogListenerFile, WritesNothingWhenTheFolderInTheRoamingFolderCannotBeMade)
+{
+    IMPORT_HOOK(SHGetFolderPathW)
+    ([&](HWND, int, HANDLE, DWORD, wchar_t* path) -> HRESULT {
+        folder.Path().copy(path, MAX_PATH);
+        return S_OK;
+    });
+    IMPORT_HOOK(CreateDirectoryW)
+    ([](auto...) {
+        SetLastError(ERROR_ACCESS_DENIED);
+        return FALSE;
+    });
+    IMPORT_HOOK(CreateFileW)([](auto...) { return INVALID_HANDLE_VALUE; });
+
+    CqlLogListenerFile listener{false, 0};
+    listener.Write(LogData{Error, "A::B", L"x"});
+
+    EXPECT_EQ(1, hook_CreateDirectoryW.Calls());
+    EXPECT_EQ(0, hook_CreateFileW.Calls());
+}
+
+TEST_F(LogListenerFile, UsesTheFolderOfAGivenPathThatIsThereAlready)
+{
+    for (const int made : {ERROR_SUCCESS, ERROR_ALREADY_EXISTS, ERROR_FILE_EXISTS})
+    {
+        IMPORT_HOOK(SHCreateDirectoryExW)([made](auto...) { return made; });
+
+        WriteOne(L"x");
+
+        EXPECT_EQ(1, hook_SHCreateDirectoryExW.Calls());
+    }
+    EXPECT_EQ(3u, folder.Lines(L"App.log").size());
+}
+
+TEST_F(LogListenerFile, WritesNothingWhenTheFolderOfAGivenPathCannotBeMade)
+{
+    IMPORT_HOOK(SHCreateDirectoryExW)([](auto...) { return int{ERROR_ACCESS_DENIED}; });
+
+    WriteOne(L"x");
+
+    EXPECT_EQ("(missing)", folder.Read(L"App.log"));
+}
+
+TEST_F(LogListenerFile, WritesNothingWhenAGivenPathExceeds260Characters)
+{
+    IMPORT_HOOK(SHCreateDirectoryExW)([](auto...) { return int{ERROR_SUCCESS}; });
+    IMPORT_HOOK(CreateMutexW)([](auto...) { return HANDLE{nullptr}; });
+
+    CqlLogListenerFile listener{false, 0, L"C:\\" + std::wstring(256, L'x') + L".log"};
+    listener.Write(LogData{Error, "A::B", L"x"});
+
+    EXPECT_EQ(0, hook_CreateMutexW.Calls());
+}

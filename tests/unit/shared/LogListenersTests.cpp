@@ -248,3 +248,28 @@ TEST(LogListenerDebug, SendsNothingWithoutMemory)
 
     EXPECT_EQ(L"(nothing)", PrintedBy(listener, LogData{Error, "A::B", L"text"}));
 }
+
+namespace
+{
+
+// Reads its minimum from a value of a name of its own.
+class NamedMinimum final : public CqlLogListener
+{
+  public:
+    explicit NamedMinimum(const wchar_t* name) : CqlLogListener{0, L"Product", name, false} {}
+    void Write(const LogData&) override {}
+    DWORD Type() const override { return Console; }
+};
+
+} // namespace
+
+TEST(LogListener, ReadsItsMinimumFromTheValueThatItNames)
+{
+    RegistryScope registry;
+    registry.SetText(L"Software\\Policies\\Quil\\Product", L"MinConsoleLevel", L"Error");
+    registry.SetText(L"Software\\Policies\\Quil\\Product", L"MinLogLevel", L"Warning");
+
+    EXPECT_EQ(5, NamedMinimum{L"MinConsoleLevel"}.MinimumLevel());
+    EXPECT_EQ(4, NamedMinimum{L""}.MinimumLevel());
+    EXPECT_EQ(4, NamedMinimum{nullptr}.MinimumLevel());
+}

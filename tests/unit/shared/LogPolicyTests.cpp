@@ -307,3 +307,63 @@ TEST(LogPolicyListenerMaskValue, LongerThan128BytesIsNotRead)
 
     EXPECT_EQ(0u, CLogPolicy{L"Product"}.ListenerMask());
 }
+
+TEST(OpenPolicyKeys, TakesAnEmptyProductNameForNone)
+{
+    RegistryScope registry;
+    registry.SetText(L"Software\\Policies\\Quil\\Tests in Windows characters", L"Mark", L"own");
+    CUniqueRegistryKey product;
+    CUniqueRegistryKey program;
+
+    OpenPolicyKeys(L"", product, program);
+
+    EXPECT_EQ(L"own", ReadText(product));
+}
+
+TEST(OpenPolicyKeys, OpensNothingWhenTheVersionResourceCannotBeRead)
+{
+    CUniqueRegistryKey product;
+    CUniqueRegistryKey program;
+    IMPORT_HOOK(GetFileVersionInfoW)([](auto...) { return FALSE; });
+    IMPORT_HOOK(RegOpenKeyExW)([](auto...) { return LSTATUS{ERROR_SUCCESS}; });
+
+    OpenPolicyKeys(nullptr, product, program);
+
+    EXPECT_EQ(0, hook_RegOpenKeyExW.Calls());
+}
+
+TEST(OpenPolicyKeys, OpensNothingWhenTheVersionResourceHasNoProductName)
+{
+    wchar_t name[] = L"Product";
+    const struct
+    {
+        BOOL found;
+        wchar_t* value;
+        UINT length;
+    } answers[] = {{FALSE, name, 8}, {TRUE, nullptr, 8}, {TRUE, name, 0}};
+    for (const auto& answer : answers)
+    {
+        CUniqueRegistryKey product;
+        CUniqueRegistryKey program;
+        IMPORT_HOOK(VerQueryValueW)
+        ([&](LPCVOID, LPCWSTR, void** value, PUINT length) {
+            *value = answer.value;
+            *length = answer.length;
+            return answer.found;
+        });
+        IMPORT_HOOK(RegOpenKeyExW)([](auto...) { return LSTATUS{ERROR_SUCCESS}; });
+
+        OpenPolicyKeys(nullptr, product, program);
+
+        EXPECT_EQ(2, hook_VerQueryValueW.Calls());
+        EXPECT_EQ(0, hook_RegOpenKeyExW.Calls());
+    }
+}
+
+TEST(LogPolicyNumber, OfFewerBytesThanADwordIsIgnored)
+{
+    RegistryScope registry;
+    registry.SetBytes(L"Software\\Policies\\Quil\\Tests in Windows characters", L"MaxLogSize", REG_DWORD, "\1\1", 2);
+
+    EXPECT_EQ(std::nullopt, CLogPolicy{}.Number(L"MaxLogSize"));
+}

@@ -352,3 +352,49 @@ TEST(RecordFifo, IsEmptyAfterClear)
     EXPECT_TRUE(fifo.Take(record));
     EXPECT_EQ(L"2", record.Message());
 }
+
+TEST_F(LogQueue, EndsTheGatheringWhenEnoughRecordsHaveCome)
+{
+    BOOL woken = FALSE;
+    IMPORT_HOOK(SleepConditionVariableCS)
+    ([&](PCONDITION_VARIABLE condition, PCRITICAL_SECTION lock, DWORD) {
+        woken = hook_SleepConditionVariableCS.Real()(condition, lock, 60000);
+        return woken;
+    });
+    MutexHeld other{path};
+    Push(*queue, L"1");
+    other.Release();
+
+    for (int i = 2; i <= 8192; ++i)
+    {
+        Push(*queue, std::to_wstring(i));
+    }
+    workers.AwaitAll();
+
+    EXPECT_TRUE(woken);
+    EXPECT_EQ(8192u, folder.Lines(L"App.log").size());
+}
+
+TEST_F(LogQueue, DoesNotGatherWhenEnoughRecordsAreThere)
+{
+    IMPORT_HOOK(SleepConditionVariableCS)([](auto...) { return FALSE; });
+    HANDLE worker = nullptr;
+    {
+        IMPORT_HOOK(CreateThread)
+        ([&](LPSECURITY_ATTRIBUTES attributes, SIZE_T stack, LPTHREAD_START_ROUTINE routine, LPVOID argument, DWORD,
+             LPDWORD id) {
+            return worker = hook_CreateThread.Real()(attributes, stack, routine, argument, DWORD{CREATE_SUSPENDED}, id);
+        });
+        Push(*queue, L"1");
+    }
+
+    for (int i = 2; i <= 8192; ++i)
+    {
+        Push(*queue, std::to_wstring(i));
+    }
+    ResumeThread(worker);
+    workers.AwaitAll();
+
+    EXPECT_EQ(0, hook_SleepConditionVariableCS.Calls());
+    EXPECT_EQ(8192u, folder.Lines(L"App.log").size());
+}

@@ -419,3 +419,19 @@ TEST_F(LogRotation, ClosesTheLiveFileBeforeItIsMoved)
 
     EXPECT_EQ(1, hook_MoveFileW.Calls());
 }
+
+TEST(LogFileNames, CannotSplitAPathThatTheSystemDoesNotComplete)
+{
+    CLogFileNames names;
+    IMPORT_HOOK(GetFullPathNameW)([](auto...) { return DWORD{0}; });
+
+    EXPECT_FALSE(names.Split(L"C:\\App.log"));
+}
+
+TEST(LogFileNames, CannotSplitAFolderBeyond255Characters)
+{
+    CLogFileNames names;
+
+    EXPECT_TRUE(names.Split(L"C:\\" + std::wstring(253, L'a') + L"\\x"));
+    EXPECT_FALSE(names.Split(L"C:\\" + std::wstring(254, L'a') + L"\\x"));
+}

@@ -105,3 +105,11 @@ TEST(DirectoryOf, IsWhatStandsBeforeTheLastBackslash)
     EXPECT_EQ(L"b.exe", DirectoryOf(L"b.exe"));
     EXPECT_EQ(L"", DirectoryOf(L"\\b.exe"));
 }
+
+TEST(FormatSimple, LeavesWidthsOfFiveDigitsAndLongNarrowTextsToTheRunTime)
+{
+    for (const wchar_t* const format : {L"%12345d", L"%lS", L"%08S"})
+    {
+        EXPECT_EQ(L"(not simple)", Simple(format, 1, 2, 3, 4)) << format;
+    }
+}

@@ -8,9 +8,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 using testing::HasSubstr;
 
@@ -377,4 +379,39 @@ TEST_F(ReadBuildFromFile, EmptyFirstLineShowsAsNull)
     EXPECT_EQ(S_OK, reader.ReadSysInfo());
 
     EXPECT_THAT(reader.GetSysInfoText(), HasSubstr(L"7XY45AV#AKL<.^.>null<.^.>16.00 GB"));
+}
+
+TEST_F(ReadBuildFromFile, LineThatCannotBeConvertedIsEmpty)
+{
+    WriteFile("TESTBUILD01\r\n");
+    IMPORT_HOOK(MultiByteToWideChar)([](auto...) { return 0; });
+
+    ExpectResult(true, L"Verbose|Build = ");
+
+    EXPECT_EQ(L"", reader.m_strBuild);
+}
+
+// Memory may run out at any allocation; the line is long enough for some of its own.
+TEST_F(ReadBuildFromFile, AnyOtherExceptionIsWarnedOfAndThereIsNoBuild)
+{
+    WriteFile(std::string(5000, 'x') + "\n");
+    int warned = 0;
+    for (int allocation = 0; allocation < 30; ++allocation)
+    {
+        bool read = true;
+        log.Clear();
+        {
+            const ThrowingAllocationFault fault{allocation};
+            read = reader.ReadBuildFromFile();
+        }
+        const std::vector<std::wstring> lines = log.Lines();
+        if (std::ranges::count(lines, L"Warning|Exception caught : Unknown") == 1)
+        {
+            ++warned;
+            EXPECT_FALSE(read);
+            EXPECT_EQ(L"TraceOut|Return Value = 0", lines.back());
+        }
+    }
+    EXPECT_LT(0, warned);
+    EXPECT_TRUE(reader.ReadBuildFromFile());
 }

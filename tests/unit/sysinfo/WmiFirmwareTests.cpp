@@ -504,3 +504,14 @@ TEST_F(SystemData, BuildRecordsStandInTheirOrder)
                                    L"TraceOut|RpcServer::WMIData::ReadBuildFromFile|",
                                    L"Verbose|RpcServer::WMIData::ReadSysInfo|Do not see BUILDID# tag."));
 }
+
+TEST_F(SystemData, OemStringsThatCannotBeLookedAtAreNone)
+{
+    IMPORT_HOOK(SafeArrayAccessData)([](SAFEARRAY*, void**) -> HRESULT { return E_OUTOFMEMORY; });
+    NoFeatureByteInBios();
+
+    Read();
+
+    EXPECT_EQ(L"null", reader.m_strFeatureByte);
+    EXPECT_EQ(L"null", reader.m_strBuild);
+}

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <numeric>
+#include <optional>
 
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -404,4 +405,26 @@ TEST_F(GetBIOSValue, EveryStringIsGivenBack)
 
     EXPECT_EQ(3, allocated);
     EXPECT_EQ(3, freed);
+}
+
+TEST_F(GetBIOSValue, TextForWhichMemoryRunsOutIsReadAnew)
+{
+    const std::wstring text(100, L'x');
+    std::optional<ThrowingAllocationFault> fault;
+    Answers({[&](VARIANT* value) {
+                 const HRESULT result = Text(text)(value);
+                 fault.emplace(0);
+                 return result;
+             },
+             Text(text)});
+    std::wstring value;
+
+    EXPECT_EQ(S_OK, String(value, true));
+    fault.reset();
+
+    EXPECT_EQ(text, value);
+    EXPECT_LINES_AFTER_ENTRY(L"Verbose|Trying to get value of P", L"Verbose|Inside while", L"Verbose|get P",
+                             L"Error|Exception while getting BIOS with error 0x8007000E", L"Verbose|sleep 3000",
+                             L"Verbose|Inside while", L"Verbose|get P", L"Verbose|The value is " + text,
+                             L"TraceOut|Return Value hr = 0x0");
 }
