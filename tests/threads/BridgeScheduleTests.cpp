@@ -41,7 +41,7 @@ struct BridgeSchedules : testing::Test
 
 TEST_F(BridgeSchedules, FirstCallersGetOneBridgeWithOneHandler)
 {
-    PlaySchedules(2000, [&](Schedule& schedule) {
+    PlaySchedules(3000, [&](Schedule& schedule) {
         ProbeBridge::ForgetInstance();
         machine.Clear();
         std::array<CKeyBoardBridge*, kCallers> bridges{};
@@ -66,7 +66,7 @@ TEST_F(BridgeSchedules, FirstCallersGetOneBridgeWithOneHandler)
 
 TEST_F(BridgeSchedules, RequestsDuringARenewalAndTheReleaseGetAWholeAnswerOrNone)
 {
-    PlaySchedules(1000, [&](Schedule& schedule) {
+    PlaySchedules(1500, [&](Schedule& schedule) {
         ProbeBridge::ForgetInstance();
         machine.Clear();
         ReaderStandIn reader;

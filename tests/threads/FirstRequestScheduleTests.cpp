@@ -65,7 +65,7 @@ struct FirstRequestSchedulesInHaste : FirstRequestSchedules
 
 TEST_F(FirstRequestSchedules, ReadOnceAndAnswerEverybodyWithTheWholeText)
 {
-    PlaySchedules(1500, [&](Schedule& schedule) {
+    PlaySchedules(1000, [&](Schedule& schedule) {
         Begin();
         {
             ExposedService service;

@@ -17,7 +17,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -35,11 +37,6 @@ namespace
 using LogData = CqlLogListener::LogData;
 
 constexpr int kRecords = 8; // of each caller
-
-std::wstring Message(int caller, int number)
-{
-    return std::to_wstring(caller) + L" " + std::to_wstring(number);
-}
 
 using Lines = std::vector<std::string>;
 
@@ -88,14 +85,25 @@ std::string Complaint(const std::vector<Lines>& files, bool tailLost = false)
     return "";
 }
 
+// Hands a caller's records on, with pauses in which workers end.
+void Write(Schedule& schedule, int caller, const std::function<void(const LogData& record)>& hand)
+{
+    for (int number = 0; number < kRecords; ++number)
+    {
+        const std::wstring message = std::to_wstring(caller) + L" " + std::to_wstring(number);
+        hand(LogData{Error, "A::B", message});
+        if (Draw(8) == 0)
+        {
+            schedule.LetEnd();
+        }
+    }
+}
+
 struct LogSchedules : testing::Test
 {
-    void Push(CLogQueue& queue, int caller)
+    void Push(Schedule& schedule, CLogQueue& queue)
     {
-        for (int number = 0; number < kRecords; ++number)
-        {
-            queue.Push(LogData{Error, "A::B", Message(caller, number)});
-        }
+        schedule.Run([&](int caller) { Write(schedule, caller, [&](const LogData& record) { queue.Push(record); }); });
     }
 
     LogFolder folder;
@@ -114,11 +122,11 @@ struct LogSchedules : testing::Test
 
 TEST_F(LogSchedules, QueueWritesEveryLineOnceAndInOrder)
 {
-    PlaySchedules(2000, [&](Schedule& schedule) {
+    PlaySchedules(1500, [&](Schedule& schedule) {
         auto file = std::make_shared<CLogFile>(path, 2048);
         auto queue = std::make_unique<CLogQueue>(file);
 
-        schedule.Run([&](int caller) { Push(*queue, caller); });
+        Push(schedule, *queue);
         schedule.AwaitStarted();
         queue.reset();
         file.reset();
@@ -134,11 +142,11 @@ TEST_F(LogSchedules, QueueThatEndsAtOnceWaitsForItsWorker)
     IMPORT_HOOK(WaitForSingleObject)
     ([&](HANDLE handle, DWORD time) { return hook_WaitForSingleObject.Real()(handle, time == 500 ? 30000 : time); });
 
-    PlaySchedules(500, [&](Schedule& schedule) {
+    PlaySchedules(400, [&](Schedule& schedule) {
         auto file = std::make_shared<CLogFile>(path, 2048);
         auto queue = std::make_unique<CLogQueue>(file);
 
-        schedule.Run([&](int caller) { Push(*queue, caller); });
+        Push(schedule, *queue);
         queue.reset();
         file.reset();
         schedule.AwaitStarted();
@@ -156,11 +164,11 @@ TEST_F(LogSchedules, QueueThatEndsBeforeItsWorkerLosesTheTailOnly)
         return time == 500 ? DWORD{WAIT_TIMEOUT} : hook_WaitForSingleObject.Real()(handle, time);
     });
 
-    PlaySchedules(500, [&](Schedule& schedule) {
+    PlaySchedules(400, [&](Schedule& schedule) {
         auto file = std::make_shared<CLogFile>(path, 2048);
         auto queue = std::make_unique<CLogQueue>(file);
 
-        schedule.Run([&](int caller) { Push(*queue, caller); });
+        Push(schedule, *queue);
         queue.reset();
         file.reset();
         schedule.AwaitStarted();
@@ -184,25 +192,23 @@ TEST_F(LogSchedules, QueueKeepsItsLinesWhileTheFileCannotBeOpened)
         return hook_CreateFileW.Real()(arguments...);
     });
 
-    PlaySchedules(1000, [&](Schedule& schedule) {
+    PlaySchedules(700, [&](Schedule& schedule) {
         auto file = std::make_shared<CLogFile>(path, 2048);
         auto queue = std::make_unique<CLogQueue>(file);
         fails = true;
-        schedule.Run([&](int caller) {
-            for (int number = 0; number < kRecords - (caller == 0 ? 1 : 0); ++number)
-            {
-                queue->Push(LogData{Error, "A::B", Message(caller, number)});
-            }
-        });
+        Push(schedule, *queue);
         schedule.AwaitStarted();
         fails = false;
 
-        queue->Push(LogData{Error, "A::B", Message(0, kRecords - 1)});
+        queue->Push(LogData{Error, "A::B", L"last"});
         schedule.AwaitStarted();
         queue.reset();
         file.reset();
 
-        EXPECT_EQ("", Complaint({folder.Lines(L"App.log")}));
+        Lines lines = folder.Lines(L"App.log");
+        EXPECT_EQ("Error      |A::B|last", lines.empty() ? "nothing" : lines.back());
+        lines.resize(std::max(lines.size(), std::size_t{1}) - 1);
+        EXPECT_EQ("", Complaint({lines}));
         EXPECT_EQ("", schedule.HandleComplaint());
         DeleteFileW(path.c_str());
     });
@@ -218,10 +224,7 @@ TEST_F(LogSchedules, TwoListenersOfOneFileThatRotatesKeepEveryLine)
                                                            std::make_unique<CqlLogListenerFile>(true, TraceIn, path)};
 
         schedule.Run([&](int caller) {
-            for (int number = 0; number < kRecords; ++number)
-            {
-                listeners[caller % 2]->Write(LogData{Error, "A::B", Message(caller, number)});
-            }
+            Write(schedule, caller, [&](const LogData& record) { listeners[caller % 2]->Write(record); });
         });
         schedule.AwaitStarted();
         listeners[0].reset();

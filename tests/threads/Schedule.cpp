@@ -20,10 +20,15 @@ namespace Threads
 namespace
 {
 
-// Played without a wish of the environment's, of every hundred.
-constexpr int kPercentOfDefault = 20;
-// Yields that a thread spends on waiting for others at a point.
+// Of every hundred schedules, when the environment asks for none.
+constexpr int kPercentOfDefault = 10;
+// Yields that a thread spends at most on waiting for others at a point.
 constexpr int kPatience = 100;
+// On a machine that is busy otherwise a single yield may take longer.
+constexpr LONGLONG kPatienceMicroseconds = 1000;
+// A thread of the product's takes longer to its end than to its next point.
+constexpr int kEndYields = 1000;
+constexpr LONGLONG kEndMicroseconds = 20000;
 constexpr DWORD kHangMilliseconds = 60000;
 
 // Behind the import slots: the points must not pass points.
@@ -35,11 +40,35 @@ template <typename Function> Function* SystemFunction(const char* name)
 const auto s_yield = SystemFunction<decltype(SwitchToThread)>("SwitchToThread");
 const auto s_getLastError = SystemFunction<decltype(GetLastError)>("GetLastError");
 const auto s_setLastError = SystemFunction<decltype(SetLastError)>("SetLastError");
+const auto s_queryCounter = SystemFunction<decltype(QueryPerformanceCounter)>("QueryPerformanceCounter");
 const auto s_getTickCount = SystemFunction<decltype(GetTickCount64)>("GetTickCount64");
 const auto s_tlsGetValue = SystemFunction<decltype(TlsGetValue)>("TlsGetValue");
 const DWORD s_actor = TlsAlloc(); // thread_local allocates on its first use in a thread
 
 char s_playing[200] = "";
+
+const LONGLONG s_countsPerMillisecond = [] {
+    LARGE_INTEGER frequency{};
+    QueryPerformanceFrequency(&frequency);
+    return frequency.QuadPart / 1000;
+}();
+
+LONGLONG Microseconds()
+{
+    LARGE_INTEGER now{};
+    s_queryCounter(&now);
+    return now.QuadPart * 1000 / s_countsPerMillisecond;
+}
+
+// Yields while the others are to come forward, so many times or so long at most.
+template <typename Waiting> void YieldWhile(int yields, LONGLONG microseconds, Waiting waiting)
+{
+    const LONGLONG until = Microseconds() + microseconds;
+    while (yields-- > 0 && waiting() && Microseconds() < until)
+    {
+        s_yield();
+    }
+}
 
 [[noreturn]] void EndProcess(const char* what)
 {
@@ -235,10 +264,7 @@ void Actor::Pass()
     const unsigned draw = Draw(64);
     if (draw < style.yields)
     {
-        for (unsigned yields = 1 + Draw(4); yields != 0; --yields)
-        {
-            s_yield();
-        }
+        YieldWhile(1 + static_cast<int>(Draw(4)), kPatienceMicroseconds, [] { return true; });
     }
     else if (draw < style.yields + style.meetings)
     {
@@ -327,23 +353,22 @@ void Schedule::AwaitStarted()
     }
 }
 
+void Schedule::LetEnd() const
+{
+    YieldWhile(kEndYields, kEndMicroseconds, [this] { return m_ended != m_started; });
+}
+
 // Two threads that come to a meeting go on at the same time.
 void Schedule::Meet()
 {
     const unsigned number = m_met++;
-    for (int yields = 0; number % 2 == 0 && m_met == number + 1 && yields < kPatience; ++yields)
-    {
-        s_yield();
-    }
+    YieldWhile(kPatience, kPatienceMicroseconds, [&] { return number % 2 == 0 && m_met == number + 1; });
 }
 
 void Schedule::LetPass(unsigned points)
 {
     const int until = m_points + static_cast<int>(points);
-    for (int yields = 0; m_points < until && yields < kPatience; ++yields)
-    {
-        s_yield();
-    }
+    YieldWhile(kPatience, kPatienceMicroseconds, [&] { return m_points < until; });
 }
 
 void Schedule::LockOpen()
@@ -410,6 +435,7 @@ void PlaySchedules(int schedules, const std::function<void(Schedule&)>& play)
     const Points points;
     Crew crew;
     long long passed = 0;
+    long long started = 0;
     int played = 0;
     for (const unsigned seed : Seeds(schedules))
     {
@@ -422,6 +448,7 @@ void PlaySchedules(int schedules, const std::function<void(Schedule&)>& play)
             play(schedule);
             schedule.AwaitStarted();
             passed += schedule.Points();
+            started += schedule.Started();
         }
         ++played;
         if (testing::Test::HasFailure())
@@ -429,7 +456,7 @@ void PlaySchedules(int schedules, const std::function<void(Schedule&)>& play)
             break;
         }
     }
-    std::printf("%d of %d schedules, %lld points\n", played, schedules, passed);
+    std::printf("%d of %d schedules, %lld points, %lld threads started\n", played, schedules, passed, started);
     EXPECT_LT(0, played);
 }
 

@@ -70,6 +70,8 @@ class Schedule
     void Run(const std::function<void(int caller)>& operation);
     // Returns when the threads that the product started so far have ended.
     void AwaitStarted();
+    // For a caller: goes on when they have ended, or after a while.
+    void LetEnd() const;
     // How many the product started.
     int Started() const { return m_started; }
 
