@@ -58,7 +58,7 @@ CFigures Summarise(std::vector<double> microseconds)
     return {microseconds.size(), std::llround(perSecond), at(0.5), at(0.95), at(0.99), at(1)};
 }
 
-std::wstring Padded(std::wstring text, std::size_t width)
+std::wstring Padded(const std::wstring& text, std::size_t width)
 {
     return text.size() < width ? std::wstring(width - text.size(), L' ') + text : text;
 }
@@ -82,7 +82,7 @@ int RunBench(CHotKeyClient& client, const CCtlOutput& output, const CBenchReques
     const COperation operations[] = {
         {L"connect and disconnect",
          [&] {
-             const auto error = ErrorOf(client.Connect());
+             auto error = ErrorOf(client.Connect());
              client.Disconnect();
              return error;
          }},

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
 
 namespace
 {
@@ -29,7 +30,7 @@ std::wstring Supported(bool value)
 // Two decimals are plenty for a round trip.
 std::wstring Milliseconds(double value)
 {
-    const auto hundredths = static_cast<long long>(value * 100 + 0.5);
+    const auto hundredths = std::llround(value * 100);
     const std::wstring rest = std::to_wstring(hundredths % 100);
     return std::to_wstring(hundredths / 100) + (rest.size() == 1 ? L".0" : L".") + rest + L" ms";
 }

@@ -103,7 +103,7 @@ CWriters FindWriters(const std::wstring& folder)
     const std::unique_ptr<void, FreeLocal> owner{descriptor};
     if (entries == nullptr)
     {
-        writers.accounts.push_back(L"everyone (no access list)");
+        writers.accounts.emplace_back(L"everyone (no access list)");
         return writers;
     }
     for (DWORD i = 0; i < entries->AceCount; ++i)

@@ -8,7 +8,6 @@
 
 using HotKey::CError;
 using HotKey::CHotKeyClient;
-using HotKey::CResult;
 using HotKey::ErrorKind;
 
 namespace

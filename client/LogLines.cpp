@@ -276,11 +276,11 @@ std::optional<std::int64_t> ParseDuration(std::string_view text)
     case 's':
         return count * std::int64_t{1000};
     case 'm':
-        return count * std::int64_t{60 * 1000};
+        return count * std::int64_t{60} * 1000;
     case 'h':
-        return count * std::int64_t{60 * 60 * 1000};
+        return count * std::int64_t{60} * 60 * 1000;
     case 'd':
-        return count * std::int64_t{24 * 60 * 60 * 1000};
+        return count * std::int64_t{24} * 60 * 60 * 1000;
     default:
         return std::nullopt;
     }

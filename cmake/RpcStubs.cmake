@@ -12,6 +12,7 @@ function(hotkey_add_rpc_stubs name)
         set(source ${folder}/${name}${side}.c)
         add_library(${stub} OBJECT ${source})
         target_link_libraries(${stub} PUBLIC hotkey_options ${name}_header rpcrt4 PRIVATE hotkey_quiet)
+        set_target_properties(${stub} PROPERTIES CXX_CLANG_TIDY "")
         if(MINGW)
             # The stubs declare their tables extern and define them static, which GCC takes in C++ only and clang as an
             # extension of Microsoft's; they name the processor as Visual Studio does. The tables of both sides may meet

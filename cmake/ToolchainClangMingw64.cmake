@@ -23,8 +23,10 @@ set(system /usr/x86_64-w64-mingw32)
 set(headers "-nostdlibinc -idirafter ${system}/include -femulated-tls")
 set(CMAKE_C_FLAGS_INIT "${headers}")
 set(CMAKE_CXX_FLAGS_INIT "-isystem ${gcc_folder}/include/c++ -isystem ${gcc_folder}/include/c++/x86_64-w64-mingw32 ${headers}")
-foreach(kind EXE SHARED)
-    set(CMAKE_${kind}_LINKER_FLAGS_INIT "-B${gcc_folder} -B${system}/lib -L${gcc_folder} -pthread -fuse-ld=lld-14 -Wno-unused-command-line-argument")
+# Both libstdc++ and its headers define type_info::operator==, which only GNU's linker puts up with.
+set(linker "-Wl,--allow-multiple-definition -Wno-unused-command-line-argument")
+foreach(kind EXE SHARED MODULE)
+    set(CMAKE_${kind}_LINKER_FLAGS_INIT "-B${gcc_folder} -B${system}/lib -L${gcc_folder} -pthread -fuse-ld=lld-14 ${linker}")
 endforeach()
 
 set(CMAKE_FIND_ROOT_PATH ${system})

@@ -22,8 +22,10 @@ else()
     set(warnings -Wall -Wextra -Wconversion -Wsign-conversion -Wdouble-promotion -Wshadow -Wold-style-cast -Wcast-qual
         -Woverloaded-virtual -Wsuggest-override -Wformat=2 -Wundef -Wunused-macros -Wextra-semi)
     if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
-        list(APPEND warnings -Wimplicit-fallthrough -Wunreachable-code-aggressive -Wconditional-uninitialized -Wcomma
-            -Wassign-enum -Wstring-conversion -Wheader-hygiene -Wmissing-variable-declarations -Wextra-semi-stmt)
+        # Without signs: to clang WBEMSTATUS has one that HRESULT has not.
+        list(APPEND warnings -Wno-sign-conversion -Wimplicit-fallthrough -Wunreachable-code-aggressive
+            -Wconditional-uninitialized -Wcomma -Wassign-enum -Wstring-conversion -Wheader-hygiene
+            -Wmissing-variable-declarations -Wextra-semi-stmt)
     else()
         list(APPEND warnings -Wduplicated-cond -Wduplicated-branches -Wlogical-op -Wredundant-tags)
     endif()

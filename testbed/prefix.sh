@@ -12,7 +12,7 @@ set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 beds=$root/build/testbed
-bin=$root/build/mingw/bin
+bin=$root/build/${HOTKEY_PRESET:-mingw}/bin
 
 wine=/usr/lib/wine/wine64
 find_server() {

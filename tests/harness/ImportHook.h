@@ -18,6 +18,7 @@
 #include <atomic>
 #include <functional>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 namespace Harness
@@ -28,6 +29,9 @@ void** FindImportSlot(HMODULE module, std::string_view name);
 
 // Writes a slot and gives back what it held.
 void* ExchangeImportSlot(void** slot, void* function);
+
+// The type of a function without its noreturn, which clang counts in.
+template <typename Result, typename... Args> std::type_identity<Result(Args...)> SignatureOf(Result (*)(Args...));
 
 template <typename Tag, typename Function> class ImportHook;
 
@@ -96,4 +100,4 @@ template <typename Tag, typename Result, typename... Args> class ImportHook<Tag,
         static const wchar_t* Module() { return module; }                                                              \
         static const char* Name() { return #function; }                                                                \
     };                                                                                                                 \
-    Harness::ImportHook<HookTag_##function, decltype(function)> hook_##function
+    Harness::ImportHook<HookTag_##function, decltype(Harness::SignatureOf(&function))::type> hook_##function

@@ -3,8 +3,10 @@
 
 arrows  a folder includes only what stands below it (service -> rpc -> hotkey -> sysinfo -> utils -> shared -> compat)
 calls   functions that product code must not call: ISO wide printf, run-time look-up of Windows functions
+length  no file is longer than 600 lines and no function than 80, unless the head of the file says why ("Length: ...")
 names   a trace name is the qualified name of the function around it; a file's name is unique; no `using namespace` in headers
 paths   every path that a document names exists
+all     these, one after the other
 """
 
 import pathlib
@@ -25,6 +27,9 @@ BANNED_CALLS = {
     r"\bGetProcAddress\s*\(": "Windows functions are imported by name, so that tests can stand in for them",
     r"\bstd::this_thread::sleep": "use Sleep, which tests replace",
 }
+
+MOST_LINES_OF_A_FILE = 600
+MOST_LINES_OF_A_FUNCTION = 80
 
 # Trace names that differ from the function around them on purpose.
 TRACE_NAME_EXCEPTIONS = {
@@ -85,6 +90,70 @@ def enclosing_function(lines, index):
     return "::".join(opened + [name])
 
 
+# Comments, literals and preprocessor lines with those that continue them.
+TEXTS = re.compile(r"""R"(\w*)\(.*?\)\1"|"(?:\\.|[^"\\\n])*"|(?<!\w)L?'(?:\\.|[^'\\\n])+'|/\*.*?\*/|//[^\n]*"""
+                   r"|^[ \t]*#(?:[^\n]*\\\n)*[^\n]*", re.S | re.M)
+# What opens a brace without being a function; an attribute may stand in parentheses.
+SCOPE = re.compile(r"\s*(?:template\s*<.*>\s*)?(?:inline\s+)?(?:namespace|extern|class|struct|union|enum)\b"
+                   r"[^(]*(?:\(\s*\w*\s*\)[^(]*)?$", re.S)
+
+
+def without_texts(text):
+    """The code alone, every line in its place: no comments, literals and preprocessor lines."""
+    blank = lambda match: re.sub(r"[^\n]", " ", match.group())
+    text = TEXTS.sub(blank, text)
+    return re.sub(r"\b(?:public|protected|private):", lambda match: " " * (len(match.group()) - 1) + ";", text)
+
+
+def functions(text):
+    """(name, first line, number of lines) of each function with a body, as clang-format lays them out: a blank or a line
+    break before a body, none before the braces of a value."""
+    code = without_texts(text)
+    opened, head, parentheses = [], 0, 0
+    for place, letter in enumerate(code):
+        if letter in "()":
+            parentheses += 1 if letter == "(" else -1
+        elif letter == "{":
+            before = code[head:place]
+            if parentheses or "body" in [kind for kind, _ in opened] or not code[place - 1].isspace():
+                opened.append(("value", head))
+            elif SCOPE.match(before):
+                opened.append(("scope", head))
+            elif "(" in before and not re.search(r"[^=!<>]=\s*$", before):
+                opened.append(("body", head))
+            else:
+                opened.append(("value", head))
+            if opened[-1][0] != "value":
+                head = place + 1
+        elif letter == "}":
+            kind, start = opened.pop()
+            if kind == "body":
+                start += len(code[start:]) - len(code[start:].lstrip())
+                name = re.search(r"(operator[^\w\s]+|[\w:~]+)\s*\(", code[start:place])
+                first = code.count("\n", 0, start) + 1
+                yield name.group(1), first, code.count("\n", 0, place) + 2 - first
+            if kind != "value":
+                head = place + 1
+        elif letter == ";" and not parentheses and (not opened or opened[-1][0] != "value"):
+            head = place + 1
+
+
+def check_length(root):
+    folders = PRODUCT + ["client", "testbed", "tests", "bench", "packaging"]
+    for path in sources(root, folders, (".h", ".cpp", ".c", ".py", ".sh")):
+        text = path.read_text(encoding="utf-8")
+        if "stubs" in path.parts or re.search(r"^(?://|#|/\*) Length: \w", "\n".join(text.splitlines()[:12]), re.M):
+            continue
+        lines = text.count("\n")
+        if lines > MOST_LINES_OF_A_FILE:
+            yield f"{path.relative_to(root)}: {lines} lines; {MOST_LINES_OF_A_FILE} are the most"
+        if path.suffix in (".py", ".sh"):
+            continue
+        for name, first, count in functions(text):
+            if count > MOST_LINES_OF_A_FUNCTION:
+                yield f"{path.relative_to(root)}:{first}: {name} has {count} lines; {MOST_LINES_OF_A_FUNCTION} are the most"
+
+
 def check_names(root):
     seen = {}
     for path in sources(root, PRODUCT + ["client", "testbed"], (".h", ".cpp", ".c", ".idl")):
@@ -119,14 +188,15 @@ def check_paths(root):
                     yield f"{path.relative_to(root)}:{number}: {name} does not exist"
 
 
-RULES = {"arrows": check_arrows, "calls": check_calls, "names": check_names, "paths": check_paths}
+RULES = {"arrows": check_arrows, "calls": check_calls, "length": check_length, "names": check_names, "paths": check_paths}
 
 
 def main():
-    if len(sys.argv) != 3 or sys.argv[1] not in RULES:
+    if len(sys.argv) != 3 or sys.argv[1] not in [*RULES, "all"]:
         print(__doc__)
         return 2
-    breaches = list(RULES[sys.argv[1]](pathlib.Path(sys.argv[2])))
+    rules = RULES.values() if sys.argv[1] == "all" else [RULES[sys.argv[1]]]
+    breaches = [breach for rule in rules for breach in rule(pathlib.Path(sys.argv[2]))]
     for breach in breaches:
         print(breach)
     return 1 if breaches else 0

@@ -46,6 +46,60 @@ class HouseRules(unittest.TestCase):
         self.put("shared/A.h", "")
         self.assertEqual(1, len(list(house_rules.check_names(self.root))))
 
+    def test_a_long_file_is_found_and_one_whose_head_says_why_is_not(self):
+        self.put("utils/A.cpp", "\n" * 601)
+        self.put("tests/B.cpp", "\n" * 600)
+        self.put("shared/C.cpp", "// A table.\n// Length: a line for each word.\n" + "\n" * 700)
+
+        found = list(house_rules.check_length(self.root))
+
+        self.assertEqual(["utils/A.cpp: 601 lines; 600 are the most"], found)
+
+    def test_a_long_function_is_found_with_its_first_line(self):
+        body = "{\n" + "    a = 1;\n" * 78 + "}\n"
+        self.put("utils/A.cpp", "namespace Utils\n{\n\nlong C::F(int a,\n          int b)\n" + body + "\nint g()\n" + body + "}\n")
+
+        found = list(house_rules.check_length(self.root))
+
+        self.assertEqual(["utils/A.cpp:4: C::F has 82 lines; 80 are the most",
+                          "utils/A.cpp:87: g has 81 lines; 80 are the most"], found)
+
+    def test_functions_are_told_from_other_braces(self):
+        text = """
+#define OPEN(x) if (x) {
+namespace
+{
+const int kTable[] = {1, 2}; // a { in a comment
+const char* const kText = "} and {"; char brace = '{';
+template <typename T> class C : public B
+{
+  public:
+    explicit C(int a) : m_a{a}, m_b{F(1)}
+    {
+        const auto f = [&](int x) {
+            return x;
+        };
+    }
+    bool operator==(const C&) const { return true; }
+
+  private:
+    int m_a{0};
+};
+extern "C" int WINAPI Start(int (*f)(int))
+{
+    if (f) {
+    }
+}
+TEST_F(Fixture, DoesSomething)
+{
+}
+} // namespace
+"""
+
+        found = list(house_rules.functions(text))
+
+        self.assertEqual([("C", 10, 6), ("operator==", 16, 1), ("Start", 21, 5), ("TEST_F", 26, 3)], found)
+
     def test_a_path_that_is_not_there_is_found(self):
         self.put("docs/a.md", "see docs/a.md and utils/Missing.h\n")
         self.assertEqual(["docs/a.md:1: utils/Missing.h does not exist"], list(house_rules.check_paths(self.root)))

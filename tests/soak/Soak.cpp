@@ -221,7 +221,7 @@ class Course
         {
             Fault("the event " + Testbed::Utf8FromWide(event) + " was refused with error " + std::to_string(error));
         }
-        m_logons += event == L"logon" ? 1 : 0;
+        m_logons += event == L"logon" ? 1u : 0u;
     }
 
     void KillOne(std::vector<Child>& clients)

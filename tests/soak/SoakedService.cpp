@@ -19,7 +19,6 @@ namespace
 {
 
 constexpr wchar_t kServiceName[] = L"HotKeyServiceTLY";
-constexpr wchar_t kImage[] = L"HotKeyServiceTLY.exe";
 constexpr wchar_t kProgram[] = L"\"C:\\Program Files\\Quil\\HotKeyService\\HotKeyServiceTLY.exe\"";
 constexpr wchar_t kPolicyKey[] = L"Software\\Policies\\Quil\\Quil TLY Service";
 constexpr DWORD kPatienceMilliseconds = 30000;

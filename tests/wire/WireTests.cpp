@@ -236,7 +236,8 @@ TEST_F(Wire, ReadUSBTypeCInfoSendsSizeZeroAndNoTextForAnEmptyOne)
 }
 
 // A null handle is the run time's business too: Windows refuses it by the flags of the format strings, which
-// rpc_tables_tests.py pins. Wine lets it through when no client stub stands before it, so that there is nothing to test.
+// rpc_tables_tests.py pins. Wine lets it through when no client stub stands before it, so that there is nothing to
+// test.
 
 TEST_F(Wire, UnknownContextIsRefusedBeforeTheRoutine)
 {

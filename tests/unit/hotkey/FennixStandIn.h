@@ -30,7 +30,7 @@ class FennixStandIn final : public IFennix
     std::wstring throwing;                   // the method that throws
     // Asked before every answer; its failure is the method's.
     std::function<HRESULT(const char* method)> onMethod{[](const char*) { return S_OK; }};
-    HRESULT fennixInterface{S_OK};           // what asking for the interface gives
+    HRESULT fennixInterface{S_OK}; // what asking for the interface gives
 
     std::vector<std::wstring> asked;
     int references{0};

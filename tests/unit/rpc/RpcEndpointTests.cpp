@@ -1,4 +1,5 @@
 // RpcServerConnect and RpcServerDisconnect: the descriptor, the arguments, each failing step, and the clean-up.
+// Length: its Connect holds a hook for each call that it watches.
 #include "rpc/RpcEndpoint.h"
 
 #include "compat/MissingDeclarations.h"
