@@ -5,12 +5,6 @@ that they run through: a table, and build/coverage/report/index.html. Branches t
 nor do the generated stubs.
 
 Ends with exit code 1 when less is run through than GOALS and COMPLETE ask for.
-"""coverage.py [--report-only]: builds the tests with counters into build/coverage, runs them, each program in one process,
-then the tests of hotkeyctl against the installed service, and reports the lines and branches of the product that they
-run through: a table, and build/coverage/report/index.html. Branches that only an exception takes do not count, nor do
-the generated stubs.
-
-Ends with exit code 1 when less is run through than GOALS and COMPLETE ask for.
 """
 
 import argparse
