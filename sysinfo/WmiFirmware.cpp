@@ -11,6 +11,9 @@
 
 #include <oleauto.h>
 
+#include <span>
+#include <string>
+
 using Quil::Shared::CLogName;
 using Quil::Shared::CTraceScope;
 
@@ -35,22 +38,46 @@ class CVariant
     VARIANT m_value{};
 };
 
-// All strings of an array one after the other, each up to its first NUL; empty for a value of any other type.
+// The strings of an array, accessible for a scope; none for a value of any other type.
+class CArrayStrings
+{
+  public:
+    explicit CArrayStrings(const VARIANT& array) noexcept
+    {
+        void* data = nullptr;
+        if (V_VT(&array) == (VT_ARRAY | VT_BSTR) && V_ARRAY(&array) != nullptr &&
+            SafeArrayGetDim(V_ARRAY(&array)) == 1 && SUCCEEDED(SafeArrayAccessData(V_ARRAY(&array), &data)))
+        {
+            m_pArray = V_ARRAY(&array);
+            m_strings = {static_cast<const BSTR*>(data), m_pArray->rgsabound[0].cElements};
+        }
+    }
+    ~CArrayStrings()
+    {
+        if (m_pArray != nullptr)
+        {
+            SafeArrayUnaccessData(m_pArray);
+        }
+    }
+    CArrayStrings(const CArrayStrings&) = delete;
+    CArrayStrings& operator=(const CArrayStrings&) = delete;
+
+    std::span<const BSTR> Get() const noexcept { return m_strings; }
+
+  private:
+    SAFEARRAY* m_pArray{nullptr};
+    std::span<const BSTR> m_strings;
+};
+
+// All strings of an array one after the other, each up to its first NUL.
 std::wstring JoinStrings(const VARIANT& array)
 {
     std::wstring joined;
-    void* data = nullptr;
-    if (V_VT(&array) != (VT_ARRAY | VT_BSTR) || V_ARRAY(&array) == nullptr || SafeArrayGetDim(V_ARRAY(&array)) != 1 ||
-        FAILED(SafeArrayAccessData(V_ARRAY(&array), &data)))
+    const CArrayStrings strings{array};
+    for (const BSTR string : strings.Get())
     {
-        return joined;
+        joined += string != nullptr ? string : L"";
     }
-    const BSTR* const strings = static_cast<const BSTR*>(data);
-    for (ULONG i = 0; i < V_ARRAY(&array)->rgsabound[0].cElements; ++i)
-    {
-        joined += strings[i] != nullptr ? strings[i] : L"";
-    }
-    SafeArrayUnaccessData(V_ARRAY(&array));
     return joined;
 }
 
