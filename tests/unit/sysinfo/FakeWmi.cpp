@@ -3,6 +3,7 @@
 #include "shared/TraceScope.h"
 #include "shared/WideText.h"
 #include "testbed/wmi/WbemDefaults.h"
+#include "tests/harness/AllocationFault.h"
 
 #include <comdef.h>
 #include <oleauto.h>
@@ -21,6 +22,7 @@ class CMember
     CMember(FakeWmi& world, std::wstring name) : m_world{world}, m_name{std::move(name)} { ++world.alive; }
     ~CMember()
     {
+        const UnobservedAllocations own;
         --m_world.alive;
         m_world.Note(L"release " + m_name);
     }
@@ -36,6 +38,7 @@ class CRow : public CCounted<Testbed::CRowDefaults, IID_IWbemClassObject>
 
     HRESULT STDMETHODCALLTYPE Get(LPCWSTR name, LONG flags, VARIANT* value, CIMTYPE* type, LONG* flavor) override
     {
+        const UnobservedAllocations own;
         m_member.m_world.Note(FormatText(L"get %s", name));
         EXPECT_EQ(0, flags);
         EXPECT_EQ(nullptr, type);
@@ -67,6 +70,7 @@ class CRows : public CCounted<Testbed::CRowsDefaults, IID_IEnumWbemClassObject>
 
     HRESULT STDMETHODCALLTYPE Next(LONG timeout, ULONG count, IWbemClassObject** objects, ULONG* returned) override
     {
+        const UnobservedAllocations own;
         m_member.m_world.Note(FormatText(L"next %d, %d", timeout, count));
         *objects = nullptr;
         *returned = 0;
@@ -101,6 +105,7 @@ class CServices : public CCounted<Testbed::CServicesDefaults, IID_IWbemServices>
     HRESULT STDMETHODCALLTYPE ExecQuery(const BSTR language, const BSTR query, LONG flags, IWbemContext* context,
                                         IEnumWbemClassObject** rows) override
     {
+        const UnobservedAllocations own;
         FakeWmi& world = m_member.m_world;
         world.Note(FormatText(L"query %s 0x%x %s", language, flags, query));
         EXPECT_EQ(nullptr, context);
@@ -130,6 +135,7 @@ class CLocator : public CCounted<IWbemLocator, IID_IWbemLocator>
                                             LONG securityFlags, const BSTR authority, IWbemContext* context,
                                             IWbemServices** services) override
     {
+        const UnobservedAllocations own;
         FakeWmi& world = m_member.m_world;
         world.Note(FormatText(L"connect %s", path));
         EXPECT_EQ(nullptr, user);
@@ -319,6 +325,7 @@ HRESULT FakeWmi::OnBlanket(IUnknown* proxy, DWORD authentication, DWORD authoriz
 
 void FakeWmi::OnSleep(DWORD milliseconds)
 {
+    const UnobservedAllocations own;
     waits.push_back(milliseconds);
     Note(FormatText(L"sleep %d", milliseconds));
 }
