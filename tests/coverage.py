@@ -32,7 +32,7 @@ GOALS = {"line": 97, "branch": 90}
 COMPLETE = {
     "shared/Logger.cpp": 7, "shared/LogFile.cpp": 0, "shared/LogLevel.cpp": 0, "shared/LogLine.cpp": 0,
     "shared/LogPolicy.cpp": 1, "shared/LogQueue.cpp": 2, "shared/LogRotation.cpp": 0, "shared/RecordFifo.cpp": 0,
-    "shared/WideFormat.cpp": 0, "sysinfo/BuildFile.cpp": 1, "sysinfo/SysInfoText.cpp": 11, "sysinfo/WmiValue.cpp": 2,
+    "shared/WideFormat.cpp": 0, "sysinfo/BuildFile.cpp": 1, "sysinfo/SysInfoText.cpp": 11, "sysinfo/WmiValue.cpp": 4,
     "hotkey/UsbCText.cpp": 0, "client/FieldText.cpp": 0, "client/LogLines.cpp": 0, "client/SysInfoFields.cpp": 0,
     "client/UsbTypeCFields.cpp": 0,
 }
