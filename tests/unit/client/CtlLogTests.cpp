@@ -11,6 +11,7 @@
 #include <shlobj.h>
 
 #include <string>
+#include <utility>
 
 using HotKey::CCtlLog;
 using HotKey::CCtlOutput;
@@ -321,4 +322,60 @@ TEST(SinceText, CountsBackFromNowInLocalTime)
     EXPECT_EQ("2024/03/05 08:00", HotKey::SinceText("08:00"));
     EXPECT_EQ("2024/01/31", HotKey::SinceText("2024-01-31"));
     EXPECT_EQ("", HotKey::SinceText("yesterday"));
+}
+
+TEST(SinceText, IsEmptyWhenTheTimeCannotBeTold)
+{
+    {
+        IMPORT_HOOK(FileTimeToSystemTime)([](const FILETIME*, LPSYSTEMTIME) { return FALSE; });
+        EXPECT_EQ("", HotKey::SinceText("90s"));
+    }
+    IMPORT_HOOK(SystemTimeToTzSpecificLocalTime)
+    ([](const TIME_ZONE_INFORMATION*, const SYSTEMTIME*, LPSYSTEMTIME) { return FALSE; });
+    EXPECT_EQ("", HotKey::SinceText("90s"));
+}
+
+TEST(CtlLog, SaysWhyALogCannotBeOpened)
+{
+    const LogFolder folder;
+    for (const auto& [error, reason] : {std::pair{ERROR_PATH_NOT_FOUND, "does not exist"},
+                                        std::pair{ERROR_ACCESS_DENIED, "access denied; an administrator may read it"},
+                                        std::pair{ERROR_SHARING_VIOLATION, "cannot be opened, error 32"}})
+    {
+        IMPORT_HOOK(CreateFileW)
+        ([code = static_cast<DWORD>(error)](auto...) {
+            SetLastError(code);
+            return INVALID_HANDLE_VALUE;
+        });
+
+        const Outcome outcome = RunLogIn(folder, {});
+
+        EXPECT_EQ(HotKey::ExitEmpty, outcome.exitCode);
+        EXPECT_THAT(outcome.complaint, HasSubstr(std::string{"App.log: "} + reason + "\n"));
+    }
+}
+
+TEST(CtlLog, LinesBehindARecordThatDoesNotPassDoNotPassEither)
+{
+    const LogFolder folder;
+    folder.Put(L"App.log", kLog);
+    CLogRequest request;
+    request.filter.nMinimumLevel = 4;
+    request.filter.strSince = "2024/03/05 14:07:10";
+
+    EXPECT_EQ("2024/03/05 14:07:10.000|0000000A|Diag       |Utils::GetService|Elapsed time =     0.4 ms.\n"
+              "2024/03/05 14:07:11.000|0000000A|Diag       |CMainService::OnStart|Elapsed time =     7.5 ms.\n"
+              "2024/03/05 14:07:12.000|0000000A|Diag       |Utils::GetService|Elapsed time =     0.9 ms.\n",
+              RunLogIn(folder, request).output);
+}
+
+TEST(CtlLog, LinesThatFollowARecordIntoTheNextFilePassWithIt)
+{
+    const LogFolder folder;
+    folder.Put(L"App_0001.log", "2024/03/05 14:07:09.041|00001A2C|Error      |F|old\r\n");
+    folder.Put(L"App.log", "no record\r\n2024/03/05 14:07:09.042|00001A2C|TraceIn    |F|\r\n");
+    CLogRequest request;
+    request.filter.nMinimumLevel = 5;
+
+    EXPECT_EQ("2024/03/05 14:07:09.041|00001A2C|Error      |F|old\nno record\n", RunLogIn(folder, request).output);
 }

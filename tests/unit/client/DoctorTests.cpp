@@ -236,3 +236,26 @@ TEST(Doctor, SeesWmiFailAndHang)
     facts.eWmi = Answer::Unknown;
     ExpectTrouble(facts, L"WMI", Verdict::Problem, L"did not answer in 10 s");
 }
+
+TEST(Doctor, DoesNotKnowTheWritersOfAFolderThatItDoesNotKnow)
+{
+    CDoctorFacts facts = Well();
+    facts.strProgramFolder.clear();
+    ExpectTrouble(facts, L"program folder", Verdict::Unknown, L"not known");
+}
+
+TEST(Doctor, TakesAnEmptyLevelForNone)
+{
+    CDoctorFacts facts = Well();
+    facts.policy = {{L"K", L"MinLogLevel", REG_SZ, L"", 0}};
+    EXPECT_EQ(Verdict::Ok, FindingOf(facts, L"policy").eVerdict);
+}
+
+TEST(Doctor, CannotTellTheFrameworkWithoutTheService)
+{
+    CDoctorFacts facts = Well();
+    facts.presence.reset();
+    const CFinding finding = FindingOf(facts, L"device framework");
+    EXPECT_EQ(Verdict::Unknown, finding.eVerdict);
+    EXPECT_EQ(L"the service does not answer", finding.strFinding);
+}

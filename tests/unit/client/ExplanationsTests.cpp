@@ -104,3 +104,20 @@ TEST(Explanations, PageHasATableForEachTopic)
                 testing::HasSubstr("| `1072` | The service is marked for deletion. | Close the Services console and "
                                    "whatever else looks at services. |\n"));
 }
+
+TEST(Explain, TakesWhatOnlyBeginsLikeALineOfTheLogAsItIs)
+{
+    for (const char* const text :
+         {"2024/03/05 14:07:09.042|", "2024/03/05 14:07:09.042|no such text", "2024/03-05 14:07:09.042|x",
+          "2024-03-05 14:07:09.042|x", "2024/03/05 14.07:09.042|x", "2024/03/05 14:07:09.042-x",
+          "2024/03/05 14:07:09.042|1|no such level"})
+    {
+        EXPECT_THAT(TextsFor(text), testing::IsEmpty()) << text;
+    }
+}
+
+TEST(Explain, DoesNotTakeATextForAFormatWhoseMiddleIsMissing)
+{
+    EXPECT_THAT(TextsFor("Service Name = , Running Status To be checked = 1"), testing::IsEmpty());
+    EXPECT_THAT(TextsFor("CreateInstance"), testing::Not(testing::IsEmpty()));
+}

@@ -10,7 +10,9 @@
 
 #include <shlobj.h>
 
+#include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 using HotKey::CLogFiles;
@@ -444,4 +446,134 @@ TEST(ServiceLogPaths, LocalSystemItselfHasOnlyOne)
     });
 
     EXPECT_EQ(1U, HotKey::ServiceLogPaths().size());
+}
+
+TEST(LogFiles, AFolderOfAnOldLogsNameIsNotRead)
+{
+    const LogFolder folder;
+    folder.Put(L"App.log", "live");
+    std::filesystem::create_directories(folder.Path(L"App_0001.log"));
+    CLogFiles files{folder.Live()};
+
+    EXPECT_EQ("live", ReadAll(files));
+}
+
+TEST(LogFiles, NamesThatWindowsFindsByTheirShortNamesAreNotRead)
+{
+    const LogFolder folder;
+    folder.Put(L"App.log", "live");
+    for (const wchar_t* const name : {L"A", L"Application.log", L"Ape_0001.log", L"App_0001", L"App_0001.text"})
+    {
+        folder.Put(name, "other");
+        IMPORT_HOOK(FindFirstFileW)
+        ([&](LPCWSTR pattern, LPWIN32_FIND_DATAW data) {
+            return hook_FindFirstFileW.Real()(
+                std::wstring_view{pattern}.ends_with(L"_*.log") ? folder.Path(name).c_str() : pattern, data);
+        });
+        CLogFiles files{folder.Live()};
+
+        EXPECT_EQ("live", ReadAll(files));
+    }
+}
+
+TEST(LogFiles, ANameWithoutAFolderIsOfTheCurrentOne)
+{
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, CLogFiles{L"hotkeyctl-no-such.log"}.Look());
+    EXPECT_EQ(DWORD{ERROR_FILE_NOT_FOUND}, CLogFiles{L"hotkeyctl-no-such"}.Look());
+}
+
+TEST(LogFiles, AFileThatCannotBeToldIsNotRead)
+{
+    const LogFolder folder;
+    folder.Put(L"App.log", "live");
+    CLogFiles files{folder.Live()};
+    IMPORT_HOOK(GetFileInformationByHandle)([](HANDLE, LPBY_HANDLE_FILE_INFORMATION) { return FALSE; });
+
+    EXPECT_EQ("", ReadAll(files));
+}
+
+TEST(LogFiles, AFileWhoseBytesCannotBeReadHasNothingYet)
+{
+    const LogFolder folder;
+    folder.Put(L"App.log", "live");
+    CLogFiles files{folder.Live()};
+    {
+        IMPORT_HOOK(ReadFile)
+        ([&](HANDLE file, void* bytes, DWORD size, DWORD* read, OVERLAPPED* position) {
+            if (size == 0)
+            {
+                return hook_ReadFile.Real()(file, bytes, size, read, position);
+            }
+            SetLastError(ERROR_READ_FAULT);
+            return FALSE;
+        });
+        EXPECT_EQ("", ReadAll(files));
+    }
+
+    EXPECT_EQ("live", ReadAll(files));
+}
+
+TEST(LogFiles, AFolderThatNeverComesToRestIsLookedAtFiftyTimes)
+{
+    const LogFolder folder;
+    folder.Put(L"App.log", "live");
+    CLogFiles files{folder.Live()};
+    IMPORT_HOOK(GetFileInformationByHandle)
+    ([&](HANDLE file, LPBY_HANDLE_FILE_INFORMATION data) {
+        const BOOL known = hook_GetFileInformationByHandle.Real()(file, data);
+        data->nFileIndexLow = static_cast<DWORD>(hook_GetFileInformationByHandle.Calls());
+        return known;
+    });
+    IMPORT_HOOK(Sleep)([](DWORD) {});
+
+    EXPECT_EQ("", ReadAll(files));
+
+    EXPECT_EQ(50, hook_Sleep.Calls());
+}
+
+TEST(LogFiles, AFileThatIsAlwaysElsewhereIsGivenUp)
+{
+    const LogFolder folder;
+    folder.Put(L"App.log", "live");
+    CLogFiles files{folder.Live()};
+    IMPORT_HOOK(GetFileInformationByHandle)
+    ([&](HANDLE file, LPBY_HANDLE_FILE_INFORMATION data) {
+        const BOOL known = hook_GetFileInformationByHandle.Real()(file, data);
+        // Each turn looks at the file at hand once and at the folder twice.
+        data->dwVolumeSerialNumber = hook_GetFileInformationByHandle.Calls() % 3 == 0 ? 1 : 2;
+        return known;
+    });
+
+    EXPECT_EQ("", ReadAll(files));
+}
+
+TEST(ServiceLogPaths, FoldersThatAreNotKnownAreLeftOut)
+{
+    IMPORT_HOOK(GetSystemDirectoryW)([](LPWSTR, UINT) -> UINT { return MAX_PATH; });
+    IMPORT_HOOK(SHGetFolderPathW)([](auto...) -> HRESULT { return E_FAIL; });
+
+    EXPECT_TRUE(HotKey::ServiceLogPaths().empty());
+    EXPECT_EQ(L"", HotKey::ServiceLogPath());
+}
+
+TEST(ServiceLogPaths, TheFirstOneThatExistsIsTheLog)
+{
+    const LogFolder folder;
+    std::filesystem::create_directories(folder.Path(L"quilLog"));
+    IMPORT_HOOK(GetSystemDirectoryW)
+    ([](LPWSTR path, UINT size) -> UINT {
+        wcscpy_s(path, size, L"C:\\no\\such\\folder");
+        return 17;
+    });
+    IMPORT_HOOK(SHGetFolderPathW)
+    ([&](HWND, int, HANDLE, DWORD, LPWSTR path) -> HRESULT {
+        const std::wstring roaming = folder.Path(L"quilLog");
+        wcscpy_s(path, MAX_PATH, roaming.substr(0, roaming.rfind(L'\\')).c_str());
+        return S_OK;
+    });
+
+    EXPECT_EQ(L"C:\\no\\such\\folder\\config\\systemprofile\\AppData\\Roaming\\quilLog\\HotKeyServiceTLY.log",
+              HotKey::ServiceLogPath());
+    folder.Put(L"quilLog\\HotKeyServiceTLY.log", "");
+    EXPECT_EQ(folder.Path(L"quilLog\\HotKeyServiceTLY.log"), HotKey::ServiceLogPath());
 }

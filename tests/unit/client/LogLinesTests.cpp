@@ -312,3 +312,31 @@ TEST(ParseMoment, RefusesEverythingElse)
         EXPECT_FALSE(HotKey::ParseMoment(text, "2024/03/06")) << text;
     }
 }
+
+TEST(LogLines, LinesMayEndInALineFeedAlone)
+{
+    EXPECT_THAT(Texts(Records("2024/03/05 14:07:09.042|00001A2C|Error      |F|one\n"
+                              "2024/03/05 14:07:09.043|00001A2C|Error      |F|two\n")),
+                ElementsAre("2024/03/05 14:07:09.042|00001A2C|Error      |F|one",
+                            "2024/03/05 14:07:09.043|00001A2C|Error      |F|two"));
+}
+
+TEST(LogLines, DigitsAreDigitsOnly)
+{
+    for (const std::string_view line :
+         {"202//03/05 14:07:09.042|00001A2C|Error      |F|x", "202:/03/05 14:07:09.042|00001A2C|Error      |F|x",
+          "2024/03/05 14:07:09.042|0000:A2C|Error      |F|x", "2024/03/05 14:07:09.042|0000@A2C|Error      |F|x",
+          "2024/03/05 14:07:09.042|0000GA2C|Error      |F|x", "2024/03/05 14:07:09.042|00001a2c|Error      |F|x"})
+    {
+        EXPECT_FALSE(Records(std::string{line} + "\n").at(0).IsRecord()) << line;
+    }
+}
+
+TEST(ParseMoment, RefusesOtherSeparatorsInATimeOfDay)
+{
+    for (const std::string_view text :
+         {"14-07", "14:07x", "14:07.09", "14:07:09x", "14:07:09:042", "14:07:09.042x", "1407"})
+    {
+        EXPECT_FALSE(HotKey::ParseMoment(text, "2024/03/06")) << text;
+    }
+}

@@ -168,3 +168,10 @@ TEST(ParseUsbTypeC, NamesAPowerThatIsNoNumberOfWatts)
         ExpectUsbTypeCTrouble(trouble.c_str(), text.c_str());
     }
 }
+
+TEST(ParseUsbTypeC, NamesAPowerBelowTheSmallestNumber)
+{
+    ExpectUsbTypeCTrouble(
+        L"unknown power in the USB Type-C text: \"-2147483649W\"",
+        L"|.#.$USB 3.1 Gen 1<.^.>Supported<.^.>Supported<.^.>Supported<.^.>Supported<.^.>-2147483649W");
+}

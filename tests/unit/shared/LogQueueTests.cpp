@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 using namespace Quil::Shared;
@@ -397,4 +398,27 @@ TEST_F(LogQueue, DoesNotGatherWhenEnoughRecordsAreThere)
 
     EXPECT_EQ(0, hook_SleepConditionVariableCS.Calls());
     EXPECT_EQ(8192u, folder.Lines(L"App.log").size());
+}
+
+TEST_F(LogQueue, LosesARecordForWhoseLineThereIsNoMemoryAndWritesTheNext)
+{
+    const HANDLE pushed = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    std::optional<ThrowingAllocationFault> fault;
+    IMPORT_HOOK(SleepConditionVariableCS)
+    ([&](PCONDITION_VARIABLE, PCRITICAL_SECTION lock, DWORD) {
+        LeaveCriticalSection(lock);
+        WaitForMultipleObjects(1, &pushed, FALSE, INFINITE);
+        EnterCriticalSection(lock);
+        fault.emplace(0);
+        return FALSE;
+    });
+
+    Push(*queue, L"1");
+    Push(*queue, L"2");
+    SetEvent(pushed);
+    workers.AwaitAll();
+    fault.reset();
+
+    EXPECT_EQ(Numbered(2, 2), folder.Lines(L"App.log"));
+    CloseHandle(pushed);
 }

@@ -500,31 +500,3 @@ TEST_F(PolicyLogger, WithAMaskWithoutAFileWritesNone)
     EXPECT_EQ(std::vector<std::wstring>{L"debug"}, order);
     EXPECT_EQ("(missing)", folder.Read(L"quilLog\\shared_tests.log"));
 }
-
-TEST(Logger, WithoutMemoryForALargerBufferCutsTo511Characters)
-{
-    std::vector<std::wstring> journal;
-    CqlLogger logger{1000};
-    logger.AddListener(std::make_unique<Note>(journal, L"a", 0, 5));
-    const std::wstring text(600, L'x');
-
-    logger.Log(3, "A::B", L"%s", text.c_str());
-    {
-        const AllocationFault fault{0};
-        logger.Log(3, "A::B", L"%s", text.c_str());
-    }
-
-    EXPECT_EQ((std::vector<std::wstring>{L"a:" + std::wstring(600, L'x'), L"a:" + std::wstring(511, L'x')}), journal);
-}
-
-TEST(Logger, WithoutMemoryForAMeasurementLosesItAlone)
-{
-    CqlLogger logger;
-    logger.AddTiming("A::B", 1.5);
-    {
-        const ThrowingAllocationFault fault{0};
-        EXPECT_NO_THROW(logger.AddTiming("A function whose name does not fit into a short text", 2.5));
-    }
-
-    EXPECT_EQ(1u, logger.Timings().size());
-}
