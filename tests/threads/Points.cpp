@@ -142,7 +142,7 @@ template <typename Tag, typename R, typename... Args> struct Interposed<Tag, R(A
 #define POINT_TAG(function, kind)                                                                                      \
     struct Tag_##function                                                                                              \
     {                                                                                                                  \
-        static constexpr const char* kName = #function;                                                                \
+        [[maybe_unused]] static constexpr const char* kName = #function;                                               \
         static constexpr Kind kKind = Kind::kind;                                                                      \
     };
 POINTS(POINT_TAG)

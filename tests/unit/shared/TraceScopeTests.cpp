@@ -1,15 +1,12 @@
 // The time and the trace of a function: what a scope writes, when, and in which order.
 #include "shared/TraceScope.h"
 
-#include "tests/harness/AllocationFault.h"
 #include "tests/harness/ImportHook.h"
 #include "tests/harness/LogCapture.h"
 
 #include <gtest/gtest.h>
 
 #include <windows.h>
-
-#include <string>
 
 using namespace Quil::Shared;
 
@@ -104,17 +101,4 @@ TEST(TraceScope, TheElapsedTimeFollowsTheExitRecordUnlessTheFunctionIsUntimed)
     }
     EXPECT_RECORDS(*log, L"TraceIn|A::Timed|", L"TraceOut|A::Timed|", L"Diag|A::Timed|Elapsed time =     0.0 ms.",
                    L"TraceIn|A::Untimed|", L"TraceOut|A::Untimed|");
-}
-
-TEST(TraceScope, WithoutMemoryForItsExitTextWritesAnEmptyOne)
-{
-    LogCapture log;
-    const std::wstring text(100, L'x');
-    {
-        CTraceScope trace{"A::B"};
-        const ThrowingAllocationFault fault{0};
-        EXPECT_NO_THROW(trace.ExitText(L"%s", text));
-    }
-
-    EXPECT_RECORDS(log, L"TraceIn|A::B|", L"TraceOut|A::B|");
 }
