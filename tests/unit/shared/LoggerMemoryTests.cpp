@@ -69,6 +69,19 @@ TEST(Logger, WithoutMemoryForAMeasurementLosesItAlone)
     EXPECT_EQ(1u, logger.Timings().size());
 }
 
+TEST(TraceScope, WithoutMemoryForItsExitTextWritesAnEmptyOne)
+{
+    LogCapture log;
+    const std::wstring text(100, L'x');
+    {
+        CTraceScope trace{"A::B"};
+        const ThrowingAllocationFault fault{0};
+        EXPECT_NO_THROW(trace.ExitText(L"%s", text));
+    }
+
+    EXPECT_RECORDS(log, L"TraceIn|A::B|", L"TraceOut|A::B|");
+}
+
 // The policy's texts, the listener's and its file's.
 TEST(Logger, IsMadeByALaterCallWhicheverTextOfTheFirstOneIsNotMade)
 {
