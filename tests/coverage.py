@@ -98,7 +98,8 @@ def report():
                     "x86_64-w64-mingw32-gcov-posix", "--filter", f"({FOLDERS})/", "--exclude", "rpc/stubs/", "--exclude",
                     "client/example/", "--exclude-throw-branches", "--exclude-unreachable-branches", "--txt",
                     str(folder / "lines.txt"), "--csv", str(folder / "files.csv"), "--html-details",
-                    str(folder / "index.html"), str(BUILD)], cwd=ROOT, check=True)
+                    str(folder / "index.html"), *(str(BUILD / name) for name in FOLDERS.split("|"))],
+                   cwd=ROOT, check=True)
     print((folder / "lines.txt").read_text(encoding="utf-8"))
     with open(folder / "files.csv", encoding="utf-8", newline="") as table:
         files = list(csv.DictReader(table))
