@@ -1,11 +1,14 @@
-// Faults under what comes from outside, through all layers: the requests of a client, the logon of a user; and under a
-// handler for which there is no framework.
+// Faults under what comes from outside, through all layers: the requests of a
+// client, the first reading that one of them starts, the logon of a user; and
+// under a handler for which there is no framework.
 #include "tests/faults/FaultTests.h"
+#include "tests/faults/ThreadsOfTheRun.h"
 #include "tests/unit/hotkey/HandlerMachine.h"
 #include "tests/unit/hotkey/LaunchMachine.h"
 #include "tests/unit/rpc/StubText.h"
 #include "tests/unit/service/MainServiceFixture.h"
 #include "tests/unit/service/ProcessListStandIn.h"
+#include "tests/unit/sysinfo/FakeWmi.h"
 
 #include <setupapi.h>
 #include <shlobj.h>
@@ -14,6 +17,8 @@
 #include <utility>
 
 using Faults::FaultRun;
+using Faults::ThreadsOfTheRun;
+using Faults::ThreadStart;
 
 namespace
 {
@@ -48,7 +53,8 @@ void CommandRequest(FaultRun& run)
     Bridge bridge;
     RaisedFault fault;
     LaunchMachine machine;
-    ProcessListStandIn processes{{L"msinfo32.exe"}}; // behind the machine, whose processes cannot be opened
+    ProcessListStandIn processes{{L"msinfo32.exe"}}; // behind the machine, whose
+                                                     // processes cannot be opened
     run.Try([&] {
         ProcessCommand(SomeContext());
         const UnobservedAllocations own;
@@ -102,7 +108,8 @@ void NodeRequest(FaultRun& run)
     run.Append(fault.Text());
 }
 
-// The machine's own checks of the event sources fit no run in which one stays closed.
+// The machine's own checks of the event sources fit no run in which one stays
+// closed.
 struct QuietEvents
 {
     IMPORT_HOOK(RegisterEventSourceW){[](auto...) { return reinterpret_cast<HANDLE>(std::uintptr_t{0x5150}); }};
@@ -129,6 +136,25 @@ void Logon(FaultRun& run)
         service.OnSessionChange(WTS_SESSION_LOGON, nullptr);
         return Faults::Returned();
     });
+}
+
+// The first request for the system information: the service reads on a thread
+// of its own, the handler waits for it.
+void FirstReading(FaultRun& run)
+{
+    ServiceMachine machine;
+    QuietEvents events;
+    FakeWmi wmi; // its methods fail in the reader's own operations
+    wmi.Healthy();
+    Bridge bridge;
+    ExposedService service;
+    ThreadsOfTheRun threads{ThreadStart::WhenMade};
+    run.Try([&] {
+        const std::wstring text = bridge.GetSysInfo();
+        const UnobservedAllocations own;
+        return text.empty() ? text : text.substr(0, text.find(L"<.^.>")) + text.substr(text.rfind(L"<.^.>"));
+    });
+    run.Append(L", " + std::to_wstring(threads.Count()) + L" threads" + (threads.Thrown() != 0 ? L", thrown" : L""));
 }
 
 void HandlerWithoutFramework(FaultRun& run)
@@ -233,6 +259,34 @@ SetupDiEnumDriverInfoW 1 => 0 | holds nothing
   Error|Utils::IsHardwareNodePresent|SetupDiEnumDriverInfo failed with error {d}
 )",
      true},
+    {"FirstReading", &FirstReading, LR"(
+untouched ; worker's VariantClear 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15; worker's SafeArrayGetDim 1; worker's SafeArrayAccessData 1; worker's SafeArrayUnaccessData 1; worker's GetEnvironmentVariableW 1 => Laptop 14 Model A<.^.>0x0, 1 threads | holds handle 1
+ResetEvent 1 => Laptop 14 Model A<.^.>0x0, 1 threads | holds handle 1
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|Reset Event for m_hWaitForSysInfoReadCompleteEvent failed with error {d}
+CreateThread 1 => , 0 threads | holds nothing
+  Error|CMainService::ReadSysInfo|Failed to create ReadSysInfo thread : {d}
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|ReadSysInfo thread launch failed
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|System Info String is empty
+worker's CoCreateInstance 1 => , 1 threads | holds handle 1
+  Error|RpcServer::WMIData::ReadSysInfo|Failed to create IWbemLocator object. [hr:0x{hX}]
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|System Info String is empty
+worker's SysAllocString 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19 => , 1 threads, thrown | holds handle 1
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|System Info String is empty
+worker's CoSetProxyBlanket 1 => , 1 threads | holds handle 1
+  Error|RpcServer::WMIData::ReadSysInfo|Could not set proxy blanket [hr:0x{hX}]
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|System Info String is empty
+worker's CoSetProxyBlanket 2, 3 => , 1 threads | holds handle 1
+  Error|RpcServer::WMIData::ReadSysInfo|Could not set proxy blanket. [hr:0x{hX}]
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|System Info String is empty
+WaitForSingleObject 1 => , 1 threads | holds handle 1
+  Warning|CMainService::IsReadSysInfoReadCompleted|Reading System information from BIOS is not completed.
+  Warning|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|Reading System information from BIOS is not completed.
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|System Info String is empty
+SetEvent 1 => Laptop 14 Model A<.^.>0x0, 1 threads | holds handle 1
+  Error|RpcServer::SysInfo::CHotKeyHandler::GetSysInfo|SetEvent for m_hWaitForSysInfoReadCompleteEvent failed with error {d}
+allocation 1 => Laptop 14 Model A<.^.>0x0, 1 threads | holds handle 1
+  Error|RpcServer::WMIData::ReadBuildFromFile|Memory Allocation failed : Out of memory
+)"},
     {"Logon", &Logon, LR"(
 untouched ; RegisterEventSourceW 1; ReportEventW 1; DeregisterEventSource 1; RevertToSelf 1, 3 => returned | holds handle 1, impersonation 1
 RevertToSelf 1+, 2 => returned | holds handle 1, impersonation 1
