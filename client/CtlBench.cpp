@@ -106,7 +106,9 @@ int RunBench(CHotKeyClient& client, const CCtlOutput& output, const CBenchReques
     {
         std::vector<double> microseconds;
         const auto begin = Clock::now();
-        while (microseconds.size() < request.nCalls && Clock::now() - begin < request.patience)
+        // One call at least, however short the time.
+        while (microseconds.empty() ||
+               (microseconds.size() < request.nCalls && Clock::now() - begin < request.patience))
         {
             const auto start = Clock::now();
             if (const auto error = operation.call())

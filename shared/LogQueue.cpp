@@ -132,11 +132,12 @@ void CLogQueue::State::Drain()
     const CSectionLock guard{lock};
     do
     {
-        while (records.Take(record))
+        while (!records.IsEmpty())
         {
-            const CSectionPause pause{lock};
             try
             {
+                static_cast<void>(records.Take(record));
+                const CSectionPause pause{lock};
                 pFile->WriteLine(record.Line());
             }
             catch (...)

@@ -28,7 +28,18 @@ constexpr int kNever = 1 << 30;
 
 std::atomic<FaultRun*> s_run{nullptr};
 DWORD s_thread = 0; // that of the operation
-std::mutex s_lock;
+
+// A std::mutex would wait through functions that are interposed themselves.
+class Lock
+{
+  public:
+    void lock() { AcquireSRWLockExclusive(&m_lock); }
+    void unlock() { ReleaseSRWLockExclusive(&m_lock); }
+
+  private:
+    SRWLOCK m_lock = SRWLOCK_INIT;
+};
+Lock s_lock;
 
 // Keeps what tells of a failure, and spoils the last error.
 class Records final : public CqlLogListener

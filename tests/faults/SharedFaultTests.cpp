@@ -14,6 +14,8 @@
 
 #include <shlobj.h>
 
+#include <utility>
+
 using Faults::FaultRun;
 using namespace Quil::Shared;
 
@@ -62,6 +64,25 @@ void Rotation(FaultRun& run)
         return std::wstring{acquired ? L"written" : L"not written"};
     });
     run.Append(L", " + std::to_wstring(folder.Names().size()) + L" files");
+}
+
+// The former writer was ended in the middle of a line.
+void TornLine(FaultRun& run)
+{
+    LogFolder folder;
+    folder.Write(L"App.log", "2024/03/05 14:07:09.042|00001A2C|Error|A::B|tor");
+    bool abandoned = true;
+    IMPORT_HOOK(WaitForSingleObject)
+    ([&](HANDLE handle, DWORD milliseconds) {
+        const DWORD result = decltype(hook_WaitForSingleObject)::RealOfCurrent()(handle, milliseconds);
+        return std::exchange(abandoned, false) ? DWORD{WAIT_ABANDONED} : result;
+    });
+    run.Try([&] {
+        CqlLogListenerFile listener{false, 0, folder.File(L"App.log")};
+        listener.Write(LogData{Error, "A::B", L"whole"});
+        return std::wstring{};
+    });
+    run.Append(std::to_wstring(folder.Names().size()) + L" files, " + LinesText(folder));
 }
 
 void Policy(FaultRun& run)
@@ -118,6 +139,11 @@ untouched ; GetFileAttributesExW 1; GetFullPathNameW 1; FindFirstFileW 1; FindNe
 CreateMutexW 1; WaitForSingleObject 1; CreateFileW 1; allocation 1 => not written, 10 files | holds nothing
 CreateFileW 2; GetTempFileNameW 1, 2, 3, 4, 5, 6, 7, 8; MoveFileW 1, 2, 3, 4, 5, 6, 7, 8, 9+, 10+, 11+, 12+, 13+, 14+, 15+, 16+, 17 => written, 9 files | holds nothing
 FindNextFileW 1, 2, 3, 4, 5, 6, 7, 8; DeleteFileW 1 => written, 11 files | holds nothing
+)"},
+    {"TornLine", &TornLine, LR"(
+untouched ; GetModuleFileNameW 1, 2; GetFileVersionInfoSizeW 1, 2; WaitForSingleObject 1; GetFileSizeEx 2; CloseHandle 1, 2, 3; ReleaseMutex 1, 2, 3; GetFileAttributesExW 1 => 1 files, 2 lines | holds nothing
+SHCreateDirectoryExW 1; CreateMutexW 1; WaitForSingleObject 1+, 2, 3; CreateFileW 1, 2; GetFileSizeEx 1; ReadFile 1; WriteFile 1, 2; allocation 1 => 1 files, 1 lines | holds nothing
+ReadFile 1+, 2; MultiByteToWideChar 1 => 2 files, 1 lines | holds nothing
 )"},
     {"Policy", &Policy, LR"(
 untouched ; RegQueryValueExW 3; RegCloseKey 1, 2 => level 5, size 7, mask 8 | holds nothing

@@ -15,7 +15,7 @@ void ReaderObject(FaultRun& run)
     FakeWmi wmi;
     run.Try([] {
         const Reader reader;
-        return std::wstring{L"returned"};
+        return Faults::Returned();
     });
 }
 

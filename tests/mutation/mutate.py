@@ -95,7 +95,7 @@ def failures(program, tests, environment):
     try:
         with tempfile.TemporaryFile("w+", encoding="utf-8", errors="replace") as output:
             code = subprocess.run(["/usr/lib/wine/wine64", str(program), f"--gtest_filter={tests}"], env=environment,
-                                  stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL,
+                                  cwd=WORK, stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL,
                                   timeout=TIMEOUT_SECONDS, check=False).returncode
             output.seek(0)
             text = output.read()
@@ -133,6 +133,7 @@ def main():
     choice.shuffle(pool)
 
     shutil.rmtree(WORK, ignore_errors=True)
+    WORK.mkdir(parents=True)
     environment = environment_of_testbed()
     commands = {program: commands_of(program) for program in {subject[1] for subject in SUBJECTS}}
     usual = {}

@@ -200,6 +200,11 @@ TEST(EncodeUtf8, ReplacesALoneSurrogate)
     EXPECT_EQ("\xEF\xBF\xBD\xF0\x9F\x98\x80", Utf8(L"\xD83D\xD83D\xDE00"));
 }
 
+TEST(EncodeUtf8, LooksForNoSecondHalfBeyondTheText)
+{
+    EXPECT_EQ("\xEF\xBF\xBD", Utf8(std::wstring_view{L"\xD83D\xDE00"}.substr(0, 1)));
+}
+
 TEST(EncodeUtf8, WritesALineFeedAsCarriageReturnAndLineFeed)
 {
     EXPECT_EQ("a\r\nb", Utf8(L"a\nb"));

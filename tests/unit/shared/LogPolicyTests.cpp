@@ -74,6 +74,24 @@ TEST(OpenPolicyKeys, LeavesBothNullWithoutTheProductKey)
     EXPECT_EQ(1, hook_RegOpenKeyExW.Calls());
 }
 
+TEST(OpenPolicyKeys, OpensTheProgramKeyForReading)
+{
+    RegistryScope registry;
+    registry.SetText(kProgram, L"Mark", L"program");
+    CUniqueRegistryKey product;
+    CUniqueRegistryKey program;
+    IMPORT_HOOK(RegOpenKeyExW)
+    ([](HKEY above, const wchar_t* path, DWORD options, REGSAM access, PHKEY key) {
+        EXPECT_EQ(0u, options) << path;
+        EXPECT_EQ(0x20019u, access) << path;
+        return decltype(hook_RegOpenKeyExW)::RealOfCurrent()(above, path, options, access, key);
+    });
+
+    OpenPolicyKeys(L"Product", product, program);
+
+    EXPECT_EQ(2, hook_RegOpenKeyExW.Calls());
+}
+
 TEST(OpenPolicyKeys, ClosesKeysThatArePassedIn)
 {
     RegistryScope registry;

@@ -423,8 +423,11 @@ TEST_F(LogRotation, ClosesTheLiveFileBeforeItIsMoved)
 TEST(LogFileNames, CannotSplitAPathThatTheSystemDoesNotComplete)
 {
     CLogFileNames names;
-    IMPORT_HOOK(GetFullPathNameW)([](auto...) { return DWORD{0}; });
+    DWORD length = 0;
+    IMPORT_HOOK(GetFullPathNameW)([&](auto...) { return length; });
 
+    EXPECT_FALSE(names.Split(L"C:\\App.log"));
+    length = MAX_PATH; // at this length its NUL has no room
     EXPECT_FALSE(names.Split(L"C:\\App.log"));
 }
 

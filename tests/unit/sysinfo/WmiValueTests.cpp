@@ -407,10 +407,34 @@ TEST_F(GetBIOSValue, EveryStringIsGivenBack)
     EXPECT_EQ(3, freed);
 }
 
+TEST_F(GetBIOSValue, ValueOfTheLastFailureIsGivenBack)
+{
+    int cleared = 0;
+    IMPORT_HOOK(VariantClear)
+    ([&](VARIANT* value) {
+        ++cleared;
+        return hook_VariantClear.RealOfCurrent()(value);
+    });
+    Answers({Failure(WBEM_E_NOT_FOUND)});
+    DWORD number = 0;
+    std::wstring text;
+
+    EXPECT_EQ(WBEM_E_NOT_FOUND, Number(number));
+    EXPECT_EQ(1, cleared);
+    EXPECT_EQ(WBEM_E_NOT_FOUND, String(text, true));
+    EXPECT_EQ(2, cleared);
+}
+
 TEST_F(GetBIOSValue, TextForWhichMemoryRunsOutIsReadAnew)
 {
     const std::wstring text(100, L'x');
     std::optional<ThrowingAllocationFault> fault;
+    int freed = 0;
+    IMPORT_HOOK(VariantClear)
+    ([&](VARIANT* value) {
+        freed += V_VT(value) == VT_BSTR ? 1 : 0;
+        return hook_VariantClear.RealOfCurrent()(value);
+    });
     Answers({[&](VARIANT* value) {
                  const HRESULT result = Text(text)(value);
                  fault.emplace(0);
@@ -423,6 +447,7 @@ TEST_F(GetBIOSValue, TextForWhichMemoryRunsOutIsReadAnew)
     fault.reset();
 
     EXPECT_EQ(text, value);
+    EXPECT_EQ(2, freed);
     EXPECT_LINES_AFTER_ENTRY(L"Verbose|Trying to get value of P", L"Verbose|Inside while", L"Verbose|get P",
                              L"Error|Exception while getting BIOS with error 0x8007000E", L"Verbose|sleep 3000",
                              L"Verbose|Inside while", L"Verbose|get P", L"Verbose|The value is " + text,
