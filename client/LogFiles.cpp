@@ -244,7 +244,9 @@ CLogFiles::Piece CLogFiles::ReadPiece(std::string& bytes)
         return Piece::Elsewhere;
     }
     std::string head(m_current->strHead.size(), '\0');
-    if (SizeOf(data) < m_current->ullPosition || !ReadAt(file.get(), 0, head) || head != m_current->strHead)
+    // Without a head there is nothing to compare; asking for no bytes fails as well where none can be read.
+    if (SizeOf(data) < m_current->ullPosition ||
+        (!head.empty() && (!ReadAt(file.get(), 0, head) || head != m_current->strHead)))
     {
         return Piece::Gone;
     }

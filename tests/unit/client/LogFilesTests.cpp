@@ -513,6 +513,21 @@ TEST(LogFiles, AFileWhoseBytesCannotBeReadHasNothingYet)
     EXPECT_EQ("live", ReadAll(files));
 }
 
+TEST(LogFiles, FilesOfWhichNothingCanBeReadHaveAnEnd)
+{
+    const LogFolder folder;
+    folder.Put(L"App_0001.log", "old");
+    folder.Put(L"App.log", "live");
+    CLogFiles files{folder.Live()};
+    IMPORT_HOOK(ReadFile)
+    ([](auto...) {
+        SetLastError(ERROR_LOCK_VIOLATION);
+        return FALSE;
+    });
+
+    EXPECT_EQ("|", ReadAll(files));
+}
+
 TEST(LogFiles, AFolderThatNeverComesToRestIsLookedAtFiftyTimes)
 {
     const LogFolder folder;
