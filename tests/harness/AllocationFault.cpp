@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <malloc.h>
+
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -40,11 +42,12 @@ Fault s_throwing;
 std::atomic<bool> s_balanced{false};
 std::atomic<int> s_open{0};
 
-// In front of each block; as large as the strictest alignment.
-struct alignas(__STDCPP_DEFAULT_NEW_ALIGNMENT__) Header
+// The last byte of each block: whether it is counted. In front of it would be a block of another address than the one
+// that the C run time gave.
+char& Mark(void* memory) noexcept
 {
-    bool counted;
-};
+    return static_cast<char*>(memory)[_msize(memory) - 1];
+}
 
 DWORD DepthSlot() noexcept
 {
@@ -75,31 +78,24 @@ void* Allocate(std::size_t size, Fault& fault) noexcept
     {
         return nullptr;
     }
-    auto* const header = static_cast<Header*>(std::malloc(sizeof(Header) + size));
-    if (header == nullptr)
+    void* const memory = std::malloc(size + 1);
+    if (memory == nullptr)
     {
         return nullptr;
     }
-    header->counted = observed && s_balanced;
-    if (header->counted)
-    {
-        ++s_open;
-    }
-    return header + 1;
+    const bool counted = observed && s_balanced;
+    Mark(memory) = counted ? 1 : 0;
+    s_open += counted ? 1 : 0;
+    return memory;
 }
 
 void Free(void* memory) noexcept
 {
-    if (memory == nullptr)
-    {
-        return;
-    }
-    auto* const header = static_cast<Header*>(memory) - 1;
-    if (header->counted && s_balanced)
+    if (memory != nullptr && s_balanced && Mark(memory) != 0)
     {
         --s_open;
     }
-    std::free(header);
+    std::free(memory);
 }
 
 } // namespace

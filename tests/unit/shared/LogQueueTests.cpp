@@ -356,23 +356,34 @@ TEST(RecordFifo, IsEmptyAfterClear)
 
 TEST_F(LogQueue, EndsTheGatheringWhenEnoughRecordsHaveCome)
 {
-    BOOL woken = FALSE;
+    const CUniqueHandle gathering{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    bool woken = false; // under the queue's lock
+    IMPORT_HOOK(WakeConditionVariable)
+    ([&](PCONDITION_VARIABLE condition) {
+        woken = true;
+        hook_WakeConditionVariable.Real()(condition);
+    });
     IMPORT_HOOK(SleepConditionVariableCS)
     ([&](PCONDITION_VARIABLE condition, PCRITICAL_SECTION lock, DWORD) {
-        woken = hook_SleepConditionVariableCS.Real()(condition, lock, 60000);
-        return woken;
+        SetEvent(gathering.Get());
+        while (!woken)
+        {
+            hook_SleepConditionVariableCS.Real()(condition, lock, 60000);
+        }
+        return TRUE;
     });
-    MutexHeld other{path};
     Push(*queue, L"1");
-    other.Release();
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(gathering.Get(), 30000));
 
-    for (int i = 2; i <= 8192; ++i)
+    for (int i = 2; i < 8192; ++i)
     {
         Push(*queue, std::to_wstring(i));
     }
+    EXPECT_EQ(0, hook_WakeConditionVariable.Calls());
+    Push(*queue, L"8192");
     workers.AwaitAll();
 
-    EXPECT_TRUE(woken);
+    EXPECT_EQ(1, hook_WakeConditionVariable.Calls());
     EXPECT_EQ(8192u, folder.Lines(L"App.log").size());
 }
 
