@@ -26,11 +26,6 @@ namespace
 
 using LogData = CqlLogListener::LogData;
 
-std::wstring LinesText(const LogFolder& folder)
-{
-    return std::to_wstring(folder.Read(L"App.log") == "(missing)" ? 0 : folder.Lines(L"App.log").size()) + L" lines";
-}
-
 // Nothing waits, so that nothing depends on time: gathering ends at once, and a
 // mutex that somebody owns is not had.
 struct NoWaiting
@@ -51,14 +46,16 @@ void Queued(FaultRun& run)
     ThreadsOfTheRun workers{ThreadStart::WhenAwaited};
     run.Try([&] {
         CqlLogListenerFile listener{true, 0, path};
-        for (const wchar_t* const message : {L"first", L"second"})
+        // Long enough to be allocated when the worker takes them.
+        for (const wchar_t* const message : {L"the first of two messages", L"the second of two messages"})
         {
             listener.Write(LogData{Error, "A::B", message});
             workers.AwaitAll();
         }
         return std::wstring{};
     });
-    run.Append(LinesText(folder) + L", " + std::to_wstring(workers.Count()) + L" workers");
+    EXPECT_EQ(0, workers.Thrown());
+    run.Append(folder.LineCountText(L"App.log") + L", " + std::to_wstring(workers.Count()) + L" workers");
 }
 
 // The queue ends before its worker has begun, and does not wait for it any
@@ -78,7 +75,8 @@ void QueuedEnd(FaultRun& run)
         workers.AwaitAll();
         return std::wstring{};
     });
-    run.Append(LinesText(folder) + L", " + std::to_wstring(pauses) + L" pauses");
+    EXPECT_EQ(0, workers.Thrown());
+    run.Append(folder.LineCountText(L"App.log") + L", " + std::to_wstring(pauses) + L" pauses");
 }
 
 // A program with the product's name, whose policy asks for a file of its own.
@@ -137,6 +135,7 @@ void ProgramLog(FaultRun& run)
         const UnobservedAllocations own;
         return std::wstring{logger.IsEnabled(Information) ? L"all levels" : L"errors only"};
     });
+    EXPECT_EQ(0, workers.Thrown());
     const std::string text = program.appData.Read(L"quilLog\\" + ProgramBaseName() + L".log");
     run.Append(L", " + std::to_wstring(std::count(text.begin(), text.end(), '\n')) + L" lines, " +
                std::to_wstring(workers.Count()) + L" workers");

@@ -24,11 +24,6 @@ namespace
 
 using LogData = CqlLogListener::LogData;
 
-std::wstring LinesText(const LogFolder& folder)
-{
-    return std::to_wstring(folder.Read(L"App.log") == "(missing)" ? 0 : folder.Lines(L"App.log").size()) + L" lines";
-}
-
 // The lines of the log are counted after the run, and in files beside it.
 void Direct(FaultRun& run)
 {
@@ -40,7 +35,7 @@ void Direct(FaultRun& run)
         listener.Write(LogData{Error, "A::B", L"second"});
         return std::wstring{};
     });
-    run.Append(LinesText(folder));
+    run.Append(folder.LineCountText(L"App.log"));
 }
 
 void Rotation(FaultRun& run)
@@ -82,7 +77,7 @@ void TornLine(FaultRun& run)
         listener.Write(LogData{Error, "A::B", L"whole"});
         return std::wstring{};
     });
-    run.Append(std::to_wstring(folder.Names().size()) + L" files, " + LinesText(folder));
+    run.Append(std::to_wstring(folder.Names().size()) + L" files, " + folder.LineCountText(L"App.log"));
 }
 
 void Policy(FaultRun& run)

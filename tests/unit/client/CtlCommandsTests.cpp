@@ -319,6 +319,17 @@ TEST_F(CtlCommands, BenchEndsAnOperationWhenItsTimeIsUp)
     EXPECT_THAT(capture.Text(), HasSubstr("\nUSB Type-C "));
 }
 
+TEST_F(CtlCommands, BenchCallsEachOperationOnceHoweverShortTheTime)
+{
+    CBenchRequest request;
+    request.patience = std::chrono::milliseconds{0};
+
+    EXPECT_EQ(0, HotKey::RunBench(client, output, request));
+
+    EXPECT_THAT(capture.Text(), HasSubstr("\nconnect and disconnect          1 "));
+    EXPECT_THAT(capture.Text(), HasSubstr("\nUSB Type-C                      1 "));
+}
+
 TEST_F(CtlCommands, DoctorWritesFindingsWithTheirCures)
 {
     const RegistryScope registry;

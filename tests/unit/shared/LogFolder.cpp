@@ -58,6 +58,11 @@ std::vector<std::string> LogFolder::Lines(const std::wstring& name) const
     return lines;
 }
 
+std::wstring LogFolder::LineCountText(const std::wstring& name) const
+{
+    return std::to_wstring(Read(name) == "(missing)" ? 0 : Lines(name).size()) + L" lines";
+}
+
 void LogFolder::Write(const std::wstring& name, const std::string& bytes) const
 {
     const HANDLE file = CreateFileW(File(name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);

@@ -22,6 +22,8 @@ class LogFolder
     std::string Read(const std::wstring& name) const;
     // The same without byte-order mark and, in each line, without time stamp and thread: "Error      |A::B|text".
     std::vector<std::string> Lines(const std::wstring& name) const;
+    // How many these are: "2 lines".
+    std::wstring LineCountText(const std::wstring& name) const;
     void Write(const std::wstring& name, const std::string& bytes) const;
     // Minutes after an arbitrary start, so that files have an order.
     void SetLastWrite(const std::wstring& name, int minute) const;
